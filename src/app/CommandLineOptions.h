@@ -1,0 +1,23 @@
+#pragma once
+
+#include <QString>
+#include <QStringList>
+
+#include <optional>
+
+class QCoreApplication;
+
+// What the user asked for on the command line.
+struct CommandLineOptions
+{
+    enum class Mode { Window, Headless, CompileAll };
+
+    Mode mode = Mode::Window;
+    QStringList paths;
+    std::optional<bool> autoCompile;
+
+    // Parses the application's arguments; prints --help and --version answers
+    // and usage errors itself, and then returns nothing with the exit code to use.
+    static std::optional<CommandLineOptions> parse(const QCoreApplication &application,
+                                                   int *exitCode);
+};

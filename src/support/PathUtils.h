@@ -1,0 +1,28 @@
+#pragma once
+
+#include <QString>
+#include <QStringList>
+
+// Path string operations with the semantics the project model relies on.
+// They work on the text only and never touch the file system.
+namespace PathUtils {
+
+// A leading "~" or "~/..." becomes the home folder, "~user/..." that user's home.
+QString expandTilde(const QString &path);
+// A path at or below the home folder starts with "~" instead.
+QString abbreviateWithTilde(const QString &path);
+
+// "/a/b.less" -> "b.less"; trailing slashes are ignored; "/" -> "/".
+QString lastPathComponent(const QString &path);
+// "/a/b" -> "/a"; "/a" -> "/"; "/" -> "/"; "b" -> "".
+QString deletingLastPathComponent(const QString &path);
+// Text after the last dot of the last component; a leading dot starts no extension.
+QString pathExtension(const QString &path);
+QString deletingPathExtension(const QString &path);
+QString appendingPathExtension(const QString &path, const QString &extension);
+// Joins with exactly one slash.
+QString appendingPathComponent(const QString &path, const QString &component);
+// "/a/b" -> {"/", "a", "b"}; a trailing slash adds a final "/".
+QStringList pathComponents(const QString &path);
+
+} // namespace PathUtils

@@ -1,0 +1,140 @@
+#include "support/PathUtils.h"
+
+#include <QDir>
+#include <QTest>
+
+using namespace PathUtils;
+
+class TestPathUtils : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void components_data();
+    void components();
+    void extensions_data();
+    void extensions();
+    void joining_data();
+    void joining();
+    void tilde_data();
+    void tilde();
+    void splitting_data();
+    void splitting();
+};
+
+void TestPathUtils::components_data()
+{
+    QTest::addColumn<QString>("path");
+    QTest::addColumn<QString>("last");
+    QTest::addColumn<QString>("parent");
+
+    QTest::newRow("file") << "/tmp/scratch.tiff" << "scratch.tiff" << "/tmp";
+    QTest::newRow("trailing slash") << "/tmp/lock/" << "lock" << "/tmp";
+    QTest::newRow("directly under root") << "/tmp" << "tmp" << "/";
+    QTest::newRow("root") << "/" << "/" << "/";
+    QTest::newRow("relative single") << "scratch.tiff" << "scratch.tiff" << "";
+    QTest::newRow("empty") << "" << "" << "";
+    QTest::newRow("repeated slashes") << "/a//b///" << "b" << "/a";
+    QTest::newRow("dotted folder") << "/site/build.out/a.less" << "a.less" << "/site/build.out";
+}
+
+void TestPathUtils::components()
+{
+    QFETCH(QString, path);
+    QFETCH(QString, last);
+    QFETCH(QString, parent);
+    QCOMPARE(lastPathComponent(path), last);
+    QCOMPARE(deletingLastPathComponent(path), parent);
+}
+
+void TestPathUtils::extensions_data()
+{
+    QTest::addColumn<QString>("path");
+    QTest::addColumn<QString>("extension");
+    QTest::addColumn<QString>("withoutExtension");
+
+    QTest::newRow("plain") << "/w/less/site.less" << "less" << "/w/less/site";
+    QTest::newRow("two dots") << "a.min.less" << "less" << "a.min";
+    QTest::newRow("none") << "/tmp/scratch" << "" << "/tmp/scratch";
+    QTest::newRow("dot in folder only") << "/site/build.out/readme" << "" << "/site/build.out/readme";
+    QTest::newRow("trailing slash") << "/site/pack.bundle/" << "bundle" << "/site/pack";
+    QTest::newRow("hidden file") << "/a/.bashrc" << "" << "/a/.bashrc";
+    QTest::newRow("hidden with extension") << "/a/.b.less" << "less" << "/a/.b";
+    QTest::newRow("double dot") << "scratch..tiff" << "tiff" << "scratch.";
+    QTest::newRow("ends in dot") << "/a/b." << "" << "/a/b";
+    QTest::newRow("root") << "/" << "" << "/";
+    QTest::newRow("upper case") << "/a/A.LESS" << "LESS" << "/a/A";
+}
+
+void TestPathUtils::extensions()
+{
+    QFETCH(QString, path);
+    QFETCH(QString, extension);
+    QFETCH(QString, withoutExtension);
+    QCOMPARE(pathExtension(path), extension);
+    QCOMPARE(deletingPathExtension(path), withoutExtension);
+}
+
+void TestPathUtils::joining_data()
+{
+    QTest::addColumn<QString>("path");
+    QTest::addColumn<QString>("component");
+    QTest::addColumn<QString>("joined");
+
+    QTest::newRow("plain") << "/tmp" << "scratch.tiff" << "/tmp/scratch.tiff";
+    QTest::newRow("trailing slash") << "/tmp/" << "scratch.tiff" << "/tmp/scratch.tiff";
+    QTest::newRow("root") << "/" << "tmp" << "/tmp";
+    QTest::newRow("empty path") << "" << "scratch.tiff" << "scratch.tiff";
+    QTest::newRow("slash component") << "/tmp" << "/" << "/tmp";
+    QTest::newRow("leading slash component") << "/tmp" << "/x.less" << "/tmp/x.less";
+    QTest::newRow("nested component") << "/site" << "css/a.css" << "/site/css/a.css";
+}
+
+void TestPathUtils::joining()
+{
+    QFETCH(QString, path);
+    QFETCH(QString, component);
+    QFETCH(QString, joined);
+    QCOMPARE(appendingPathComponent(path, component), joined);
+}
+
+void TestPathUtils::tilde_data()
+{
+    const QString home = QDir::homePath();
+    QTest::addColumn<QString>("expanded");
+    QTest::addColumn<QString>("abbreviated");
+
+    QTest::newRow("tilde alone") << home << "~";
+    QTest::newRow("inside home") << home + "/site/a.less" << "~/site/a.less";
+    QTest::newRow("outside home") << "/tmp/a.less" << "/tmp/a.less";
+    QTest::newRow("home as prefix of a sibling") << home + "2/a.less" << home + "2/a.less";
+}
+
+void TestPathUtils::tilde()
+{
+    QFETCH(QString, expanded);
+    QFETCH(QString, abbreviated);
+    QCOMPARE(abbreviateWithTilde(expanded), abbreviated);
+    QCOMPARE(expandTilde(abbreviated), expanded);
+}
+
+void TestPathUtils::splitting_data()
+{
+    QTest::addColumn<QString>("path");
+    QTest::addColumn<QStringList>("components");
+
+    QTest::newRow("absolute") << "/p/site" << QStringList{"/", "p", "site"};
+    QTest::newRow("relative with dots") << "../shared/./b.less" << QStringList{"..", "shared", ".", "b.less"};
+    QTest::newRow("trailing slash") << "/tmp/" << QStringList{"/", "tmp", "/"};
+    QTest::newRow("root") << "/" << QStringList{"/"};
+}
+
+void TestPathUtils::splitting()
+{
+    QFETCH(QString, path);
+    QFETCH(QStringList, components);
+    QCOMPARE(pathComponents(path), components);
+}
+
+QTEST_GUILESS_MAIN(TestPathUtils)
+#include "TestPathUtils.moc"
