@@ -1,0 +1,17 @@
+#pragma once
+
+#include <QLatin1StringView>
+
+// The keys of the user's preferences.
+namespace UserDefaultsKeys {
+
+inline constexpr QLatin1StringView UIMode{"UIMode"};
+inline constexpr QLatin1StringView AutoCompileEnabled{"autoCompileEnabled"};
+inline constexpr QLatin1StringView RefreshInterval{"refreshInterval"};
+inline constexpr QLatin1StringView AutoSetCustomCSSPaths{"autoSetCustomCSSPaths"};
+inline constexpr QLatin1StringView ShouldCompressCSSOutput{"shouldCompressCSSOutput"};
+inline constexpr QLatin1StringView BringAppToFrontOnError{"bringAppToFrontOnError"};
+inline constexpr QLatin1StringView UpdateAtStartup{"updateAtStartup"};
+inline constexpr QLatin1StringView UpdateFeedURL{"updateFeedURL"};
+
+} // namespace UserDefaultsKeys
