@@ -1,0 +1,163 @@
+#include "LessHolder.h"
+
+#include "TableViewCellKeys.h"
+#include "support/PathUtils.h"
+
+using namespace PathUtils;
+
+namespace {
+
+const QString CSSExtension = QStringLiteral("css");
+const QString OutputPrefix = QStringLiteral("Output: ");
+
+// The path without the watched folder in front, compared ignoring case; a
+// path outside the folder stays whole.
+QString removingFolderPrefix(const QString &path, const QString &folder)
+{
+    return path.startsWith(folder, Qt::CaseInsensitive) ? path.mid(folder.size()) : path;
+}
+
+bool equalIgnoringCase(const QString &a, const QString &b)
+{
+    return a.compare(b, Qt::CaseInsensitive) == 0;
+}
+
+} // namespace
+
+LessHolder::LessHolder(const QString &lessFilePath, const QString &watchedFolder,
+                       bool compressCSSOutput)
+    : m_memberOfWatchedFolder(watchedFolder),
+      m_lessFileFullPath(expandTilde(lessFilePath)),
+      m_lessFileTildePath(abbreviateWithTilde(m_lessFileFullPath)),
+      m_lessFileAbbreviatedPath(removingFolderPrefix(m_lessFileFullPath, watchedFolder)),
+      m_lessFilename(lastPathComponent(m_lessFileFullPath)),
+      m_targetCSSFileFullPath(appendingPathExtension(deletingPathExtension(m_lessFileFullPath),
+                                                     CSSExtension)),
+      m_valuesForTableViewCell{{TableViewCellKeys::TitleString, m_lessFileAbbreviatedPath},
+                               {TableViewCellKeys::SubtitleString, OutputPrefix}},
+      m_shouldCompressCSSOutput(compressCSSOutput)
+{
+}
+
+void LessHolder::setCSSFileOutputPath(const QString &path)
+{
+    const QString expanded = expandTilde(path);
+    const QString target = pathExtension(expanded).isEmpty()
+        ? appendingPathComponent(expanded,
+                                 appendingPathExtension(deletingPathExtension(m_lessFilename),
+                                                        CSSExtension))
+        : expanded;
+    setTargetCSSFileFullPath(target);
+    setTargetCSSFileTildePath(abbreviateWithTilde(target));
+    setTargetCSSFilename(lastPathComponent(target));
+    const bool besideLessFile = equalIgnoringCase(deletingLastPathComponent(target),
+                                                  deletingLastPathComponent(m_lessFileFullPath));
+    setTargetCSSFileAbbreviatedPath(besideLessFile ? QString() : abbreviatedTargetFolder(expanded));
+    setSubtitle(OutputPrefix + m_targetCSSFileAbbreviatedPath);
+}
+
+// Worked out from the path as given rather than the target, so that a folder
+// argument shows that folder; a file argument loses its file name.
+QString LessHolder::abbreviatedTargetFolder(const QString &givenPath) const
+{
+    QString folder = givenPath.size() < m_memberOfWatchedFolder.size()
+        ? m_targetCSSFileTildePath
+        : removingFolderPrefix(givenPath, m_memberOfWatchedFolder);
+    if (equalIgnoringCase(lastPathComponent(folder), m_targetCSSFilename))
+        folder = deletingLastPathComponent(folder);
+    return folder;
+}
+
+void LessHolder::clearCSSFileOutputPath()
+{
+    setTargetCSSFileFullPath(
+        appendingPathExtension(deletingPathExtension(m_lessFileFullPath), CSSExtension));
+    setTargetCSSFileTildePath(QString());
+    setTargetCSSFileAbbreviatedPath(QString());
+    setTargetCSSFilename(QString());
+    setSubtitle(OutputPrefix);
+}
+
+void LessHolder::setSubtitle(const QString &subtitle)
+{
+    m_valuesForTableViewCell.insert(TableViewCellKeys::SubtitleString, subtitle);
+    Q_EMIT changed(Field::ValuesForTableViewCell);
+}
+
+void LessHolder::setMemberOfWatchedFolder(const QString &folder)
+{
+    m_memberOfWatchedFolder = folder;
+    Q_EMIT changed(Field::MemberOfWatchedFolder);
+}
+
+void LessHolder::setLessFileFullPath(const QString &path)
+{
+    m_lessFileFullPath = path;
+    Q_EMIT changed(Field::LessFileFullPath);
+}
+
+void LessHolder::setLessFileTildePath(const QString &path)
+{
+    m_lessFileTildePath = path;
+    Q_EMIT changed(Field::LessFileTildePath);
+}
+
+void LessHolder::setLessFileAbbreviatedPath(const QString &path)
+{
+    m_lessFileAbbreviatedPath = path;
+    Q_EMIT changed(Field::LessFileAbbreviatedPath);
+}
+
+void LessHolder::setLessFilename(const QString &filename)
+{
+    m_lessFilename = filename;
+    Q_EMIT changed(Field::LessFilename);
+}
+
+void LessHolder::setTargetCSSFileFullPath(const QString &path)
+{
+    m_targetCSSFileFullPath = path;
+    Q_EMIT changed(Field::TargetCSSFileFullPath);
+}
+
+void LessHolder::setTargetCSSFileTildePath(const QString &path)
+{
+    m_targetCSSFileTildePath = path;
+    Q_EMIT changed(Field::TargetCSSFileTildePath);
+}
+
+void LessHolder::setTargetCSSFileAbbreviatedPath(const QString &path)
+{
+    m_targetCSSFileAbbreviatedPath = path;
+    Q_EMIT changed(Field::TargetCSSFileAbbreviatedPath);
+}
+
+void LessHolder::setTargetCSSFilename(const QString &filename)
+{
+    m_targetCSSFilename = filename;
+    Q_EMIT changed(Field::TargetCSSFilename);
+}
+
+void LessHolder::setLinkedFilesToCompile(const QStringList &importers)
+{
+    m_linkedFilesToCompile = importers;
+    Q_EMIT changed(Field::LinkedFilesToCompile);
+}
+
+void LessHolder::setCheckboxState(bool checked)
+{
+    m_checkboxState = checked;
+    Q_EMIT changed(Field::CheckboxState);
+}
+
+void LessHolder::setValuesForTableViewCell(const QVariantMap &values)
+{
+    m_valuesForTableViewCell = values;
+    Q_EMIT changed(Field::ValuesForTableViewCell);
+}
+
+void LessHolder::setShouldCompressCSSOutput(bool compress)
+{
+    m_shouldCompressCSSOutput = compress;
+    Q_EMIT changed(Field::ShouldCompressCSSOutput);
+}

@@ -1,0 +1,124 @@
+#pragma once
+
+#include "CompilerResultHolder.h"
+#include "LessHolder.h"
+#include "PathHolder.h"
+
+#include <QDateTime>
+#include <QHash>
+#include <QList>
+#include <QObject>
+#include <QString>
+#include <QStringList>
+
+#include <memory>
+#include <optional>
+#include <vector>
+
+// The whole project: the watched folders with their LESS files, and the
+// compiler log. Lives on the GUI thread; every change is announced with the
+// list, row and field it touches, so that list models can follow it exactly.
+class LessModel : public QObject
+{
+    Q_OBJECT
+
+public:
+    using PathData = std::vector<std::unique_ptr<PathHolder>>;
+
+    // What the link computation needs of one file record, in flattening order.
+    struct LinkSnapshotEntry
+    {
+        QString lessFileFullPath;
+        QString lessFileTildePath;
+    };
+    using LinkSnapshot = QList<LinkSnapshotEntry>;
+
+    // The outcome of a link computation: per snapshot entry the full paths of
+    // the files that import it, and the log lines for the rejected imports.
+    struct FileLinks
+    {
+        QStringList lessFileFullPaths;
+        QList<QStringList> linkedFilesToCompile;
+        QStringList logMessages;
+    };
+
+    explicit LessModel(QObject *parent = nullptr);
+
+    int numberOfPathsInModel() const;
+    // Exact, case-sensitive comparison of folder paths.
+    bool modelContainsPath(const QString &path) const;
+    // The folders whose path begins with the given one, ignoring case; there is
+    // no separator check, so /a/site2 lies beneath /a/site. Nothing when none.
+    std::optional<QStringList> modelSubpathsOfProposedPath(const QString &path) const;
+    QStringList getAllRegisteredPaths() const;
+    QHash<QString, QStringList> getAllRegisteredLessFilesForRegisteredPaths() const;
+    QStringList getAllLessFilesAndIncludeIgnoredOnes(bool includeIgnored) const;
+    QList<LessHolder *> getAllLessHoldersAndIncludeIgnoredOnes(bool includeIgnored) const;
+    // The first record, in folder then file order, whose path equals the
+    // tilde-expanded argument ignoring case.
+    LessHolder *getLessHolderForLessFileAtPath(const QString &path) const;
+
+    // Adds nothing when a folder with exactly this path is registered.
+    void addNewPathToModel(const QString &path, const QStringList &lessFiles);
+    void removePathFromModel(const QString &path);
+    // The folder must be registered with exactly this path; the file then goes
+    // to the first folder that matches ignoring case.
+    void addLessFileToModel(const QString &path, const QString &folderPath);
+    void removeLessFileFromModel(const QString &path, const QString &folderPath);
+    // Swaps a folder's files for new ones. The count and row values follow
+    // the adds only, so they keep their old values when newLessFiles is empty.
+    void replaceLessFilesForPath(const QString &folderPath, const QStringList &newLessFiles);
+    void loadNewPathDataIntoModel(PathData pathData);
+
+    // Rebuilds every record's linkedFilesToCompile, one level deep, from the
+    // files' @import statements. The three steps below let the slow middle one
+    // run on a worker thread; this runs them all at once.
+    void refreshAllFileLinks();
+    LinkSnapshot fileLinkSnapshot() const;
+    // Thread-safe: reads the files and the file system, nothing else.
+    static FileLinks computeFileLinks(const LinkSnapshot &snapshot);
+    // Stores the links without announcing them and writes the log lines.
+    // Applies nothing and returns false when the files changed since the
+    // snapshot was taken.
+    bool applyFileLinks(const FileLinks &links);
+
+    void addNewCompilerResultWithTime(const QDateTime &time, const QString &file,
+                                      const StyledText &result);
+    void clearCompilerResults();
+
+    const PathData &pathData() const { return m_pathData; }
+    void setPathData(PathData pathData);
+    const QList<CompilerResultHolder> &compilerResultData() const { return m_compilerResultData; }
+    void setCompilerResultData(const QList<CompilerResultHolder> &results);
+
+Q_SIGNALS:
+    void pathsAboutToBeInserted(int first, int last);
+    void pathsInserted(int first, int last);
+    void pathsAboutToBeRemoved(int first, int last);
+    void pathsRemoved(int first, int last);
+    void pathsAboutToBeReset();
+    void pathsReset();
+    void pathChanged(int row, PathHolder::Field field);
+
+    void lessFilesAboutToBeInserted(int pathRow, int first, int last);
+    void lessFilesInserted(int pathRow, int first, int last);
+    void lessFilesAboutToBeRemoved(int pathRow, int first, int last);
+    void lessFilesRemoved(int pathRow, int first, int last);
+    void lessFilesAboutToBeReset(int pathRow);
+    void lessFilesReset(int pathRow);
+    void lessFileChanged(int pathRow, int fileRow, LessHolder::Field field);
+
+    void compilerResultsAboutToBeInserted(int first, int last);
+    void compilerResultsInserted(int first, int last);
+    void compilerResultsAboutToBeReset();
+    void compilerResultsReset();
+
+private:
+    int rowOfPath(const QString &path) const;
+    int rowOfPathIgnoringCase(const QString &path) const;
+    int rowOf(const PathHolder *pathHolder) const;
+    void relayChangesOf(PathHolder *pathHolder);
+
+    PathData m_pathData;
+    QList<CompilerResultHolder> m_compilerResultData;
+};

@@ -1,0 +1,108 @@
+#include "PathHolder.h"
+
+#include "TableViewCellKeys.h"
+#include "support/UserDefaults.h"
+#include "support/UserDefaultsKeys.h"
+
+#include <algorithm>
+
+PathHolder::PathHolder()
+    : m_iconImage(FolderIconName),
+      m_valuesForTableViewCell{{TableViewCellKeys::TitleString, QString()},
+                               {TableViewCellKeys::SubtitleString, QStringLiteral("0")},
+                               {TableViewCellKeys::IconImage, FolderIconName}}
+{
+}
+
+void PathHolder::addLessFileAtPath(const QString &path)
+{
+    const bool compress = UserDefaults::standardUserDefaults()->boolForKey(
+        UserDefaultsKeys::ShouldCompressCSSOutput);
+    const int row = int(m_lessFiles.size());
+    Q_EMIT lessFilesAboutToBeInserted(row, row);
+    m_lessFiles.push_back(std::make_unique<LessHolder>(path, m_userSelectedFullPath, compress));
+    relayChangesOf(m_lessFiles.back().get());
+    Q_EMIT lessFilesInserted(row, row);
+    updateCount();
+}
+
+void PathHolder::removeLessFileAtPath(const QString &path)
+{
+    const auto found = std::find_if(m_lessFiles.begin(), m_lessFiles.end(), [&](const auto &file) {
+        return file->lessFileFullPath().compare(path, Qt::CaseInsensitive) == 0;
+    });
+    if (found == m_lessFiles.end())
+        return;
+    const int row = int(found - m_lessFiles.begin());
+    Q_EMIT lessFilesAboutToBeRemoved(row, row);
+    m_lessFiles.erase(found);
+    Q_EMIT lessFilesRemoved(row, row);
+    updateCount();
+}
+
+void PathHolder::updateCount()
+{
+    setNumberOfLessFilesInPath(qint64(m_lessFiles.size()));
+    setRowValue(TableViewCellKeys::SubtitleString, QString::number(m_numberOfLessFilesInPath));
+}
+
+void PathHolder::setRowValue(const QString &key, const QString &value)
+{
+    m_valuesForTableViewCell.insert(key, value);
+    Q_EMIT changed(Field::ValuesForTableViewCell);
+}
+
+void PathHolder::relayChangesOf(LessHolder *lessFile)
+{
+    connect(lessFile, &LessHolder::changed, this, [this, lessFile](LessHolder::Field field) {
+        const auto found = std::find_if(m_lessFiles.cbegin(), m_lessFiles.cend(),
+                                        [&](const auto &file) { return file.get() == lessFile; });
+        Q_EMIT lessFileChanged(int(found - m_lessFiles.cbegin()), field);
+    });
+}
+
+void PathHolder::setUserSelectedFullPath(const QString &path)
+{
+    m_userSelectedFullPath = path;
+    Q_EMIT changed(Field::UserSelectedFullPath);
+}
+
+void PathHolder::setUserSelectedTildePath(const QString &path)
+{
+    m_userSelectedTildePath = path;
+    Q_EMIT changed(Field::UserSelectedTildePath);
+}
+
+void PathHolder::setUserSelectedLastPathComponent(const QString &component)
+{
+    m_userSelectedLastPathComponent = component;
+    Q_EMIT changed(Field::UserSelectedLastPathComponent);
+    setRowValue(TableViewCellKeys::TitleString, component);
+}
+
+void PathHolder::setLessFiles(LessFiles lessFiles)
+{
+    Q_EMIT lessFilesAboutToBeReset();
+    m_lessFiles = std::move(lessFiles);
+    for (const auto &file : m_lessFiles)
+        relayChangesOf(file.get());
+    Q_EMIT lessFilesReset();
+}
+
+void PathHolder::setNumberOfLessFilesInPath(qint64 count)
+{
+    m_numberOfLessFilesInPath = count;
+    Q_EMIT changed(Field::NumberOfLessFilesInPath);
+}
+
+void PathHolder::setIconImage(const QString &iconName)
+{
+    m_iconImage = iconName;
+    Q_EMIT changed(Field::IconImage);
+}
+
+void PathHolder::setValuesForTableViewCell(const QVariantMap &values)
+{
+    m_valuesForTableViewCell = values;
+    Q_EMIT changed(Field::ValuesForTableViewCell);
+}

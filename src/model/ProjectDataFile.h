@@ -1,0 +1,50 @@
+#pragma once
+
+#include "LessModel.h"
+
+#include <QString>
+
+// The project on disk: the watched folders with their LESS files and per-file
+// settings, as JSON in which every record names its class. Written atomically;
+// a file that cannot be read is kept aside, so the next save cannot destroy
+// the user's project.
+class ProjectDataFile
+{
+public:
+    enum class Outcome {
+        Loaded,
+        Missing,
+        // Written by a build that is too old, or without a build number.
+        Ignored,
+        // Not JSON, cut short or holding a value of the wrong type.
+        Unreadable,
+    };
+
+    struct LoadResult
+    {
+        Outcome outcome = Outcome::Missing;
+        LessModel::PathData pathData;
+        // Why the file was ignored or could not be read.
+        QString reason;
+    };
+
+    static constexpr int MinimumBuildNumber = 406;
+
+    // $XDG_DATA_HOME/Cascader app/lessDataFile.lessData; creates the folder.
+    static QString pathForDataFile();
+
+    explicit ProjectDataFile(const QString &filePath = pathForDataFile());
+
+    QString filePath() const { return m_filePath; }
+
+    // Replaces the file as a whole or not at all; failures are logged.
+    bool saveDataToDisk(const LessModel::PathData &pathData) const;
+    // The folder records, ready for LessModel::loadNewPathDataIntoModel(). An
+    // unreadable file is copied aside with a time stamp and logged.
+    LoadResult loadDataFromDisk() const;
+
+private:
+    QString copyAside() const;
+
+    QString m_filePath;
+};
