@@ -7,74 +7,102 @@
 
 namespace {
 
+const QString On = QStringLiteral("on");
+const QString Off = QStringLiteral("off");
+
 void printError(const QString &message)
 {
     std::fprintf(stderr, "%s\n", qUtf8Printable(message));
 }
 
+// Cascader's options, set up once for both the early look at the arguments
+// and the real parse.
+struct Parser
+{
+    Parser();
+
+    bool wantsHelp() const { return parser.isSet(help) || parser.isSet(QStringLiteral("help-all")); }
+
+    QCommandLineParser parser;
+    QCommandLineOption help;
+    QCommandLineOption version;
+    QCommandLineOption headless{
+        QStringLiteral("headless"),
+        QStringLiteral("Run without a window or tray icon: watch and compile until SIGINT or SIGTERM, "
+                       "printing each compiler log entry, then save the project and exit.")};
+    QCommandLineOption compileAll{
+        QStringLiteral("compile-all"),
+        QStringLiteral("Compile every checked file once, print the compiler log, save the project and "
+                       "exit: 0 when every compile succeeded, 1 otherwise.")};
+    QCommandLineOption autoCompile{QStringLiteral("auto-compile"),
+                                   QStringLiteral("Switch auto-compile on or off for this run only."),
+                                   QStringLiteral("on|off")};
+};
+
+Parser::Parser() : help(parser.addHelpOption()), version(parser.addVersionOption())
+{
+    parser.setApplicationDescription(QStringLiteral(
+        "Cascader compiles LESS files into CSS each time they are saved.\n\n"
+        "Without --headless or --compile-all it opens its window. When Cascader is\n"
+        "already running, the PATHs go to that one, which comes forward."));
+    parser.addOption(headless);
+    parser.addOption(compileAll);
+    parser.addOption(autoCompile);
+    parser.addPositionalArgument(QStringLiteral("PATH"),
+                                 QStringLiteral("A folder to add to the watched folders (a LESS file "
+                                                "adds the folder that holds it)."),
+                                 QStringLiteral("[PATH...]"));
+}
+
 } // namespace
+
+bool CommandLineOptions::needsWindow(const QStringList &arguments)
+{
+    Parser options;
+    return options.parser.parse(arguments) && !options.wantsHelp() && !options.parser.isSet(options.version)
+           && !options.parser.isSet(options.headless) && !options.parser.isSet(options.compileAll);
+}
 
 std::optional<CommandLineOptions> CommandLineOptions::parse(const QCoreApplication &application,
                                                             int *exitCode)
 {
-    QCommandLineParser parser;
-    parser.setApplicationDescription(QStringLiteral(
-        "Cascader compiles LESS files into CSS each time they are saved."));
-    const QCommandLineOption helpOption = parser.addHelpOption();
-    const QCommandLineOption versionOption = parser.addVersionOption();
-    const QCommandLineOption headlessOption(
-        QStringLiteral("headless"),
-        QStringLiteral("Run without a window: watch and compile until interrupted, "
-                       "printing the compiler log."));
-    const QCommandLineOption compileAllOption(
-        QStringLiteral("compile-all"),
-        QStringLiteral("Compile every checked file once, print the log and exit "
-                       "(1 when a compile failed)."));
-    const QCommandLineOption autoCompileOption(
-        QStringLiteral("auto-compile"),
-        QStringLiteral("Switch auto-compile on or off for this run."), QStringLiteral("on|off"));
-    parser.addOption(headlessOption);
-    parser.addOption(compileAllOption);
-    parser.addOption(autoCompileOption);
-    parser.addPositionalArgument(QStringLiteral("PATH"),
-                                 QStringLiteral("A folder (or a LESS file in it) to add."),
-                                 QStringLiteral("[PATH...]"));
-
+    Parser options;
+    QCommandLineParser &parser = options.parser;
     *exitCode = 0;
     if (!parser.parse(application.arguments())) {
         printError(parser.errorText());
         *exitCode = 2;
         return std::nullopt;
     }
-    if (parser.isSet(helpOption)) {
+    if (options.wantsHelp()) {
         std::fputs(qUtf8Printable(parser.helpText()), stdout);
         return std::nullopt;
     }
-    if (parser.isSet(versionOption)) {
+    if (parser.isSet(options.version)) {
         std::printf("%s %s\n", qUtf8Printable(application.applicationName()),
                     qUtf8Printable(application.applicationVersion()));
         return std::nullopt;
     }
-    if (parser.isSet(headlessOption) && parser.isSet(compileAllOption)) {
+    if (parser.isSet(options.headless) && parser.isSet(options.compileAll)) {
         printError(QStringLiteral("--headless and --compile-all cannot be used together."));
         *exitCode = 2;
         return std::nullopt;
     }
 
-    CommandLineOptions options;
-    if (parser.isSet(headlessOption))
-        options.mode = Mode::Headless;
-    else if (parser.isSet(compileAllOption))
-        options.mode = Mode::CompileAll;
-    if (parser.isSet(autoCompileOption)) {
-        const QString value = parser.value(autoCompileOption);
-        if (value != QStringLiteral("on") && value != QStringLiteral("off")) {
+    CommandLineOptions result;
+    if (parser.isSet(options.headless))
+        result.mode = Mode::Headless;
+    else if (parser.isSet(options.compileAll))
+        result.mode = Mode::CompileAll;
+    if (parser.isSet(options.autoCompile)) {
+        const QString value = parser.value(options.autoCompile);
+        if (value != On && value != Off) {
             printError(QStringLiteral("--auto-compile takes on or off, not \"%1\".").arg(value));
             *exitCode = 2;
             return std::nullopt;
         }
-        options.autoCompile = value == QStringLiteral("on");
+        result.autoCompile = value == On;
     }
-    options.paths = parser.positionalArguments();
-    return options;
+    result.paths = parser.positionalArguments();
+    return result;
 }

@@ -16,6 +16,9 @@ struct CommandLineOptions
     QStringList paths;
     std::optional<bool> autoCompile;
 
+    // Whether the arguments start the window, and so need a display; help,
+    // version, usage errors and the modes without a window do not.
+    static bool needsWindow(const QStringList &arguments);
     // Parses the application's arguments; prints --help and --version answers
     // and usage errors itself, and then returns nothing with the exit code to use.
     static std::optional<CommandLineOptions> parse(const QCoreApplication &application,

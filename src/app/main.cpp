@@ -1,16 +1,126 @@
 #include "app/CommandLineOptions.h"
+#include "app/CompileAllRun.h"
+#include "app/LessClientAppDelegate.h"
+#include "app/RunningInstance.h"
+#include "app/UnixSignalWatcher.h"
 #include "support/BundleInfo.h"
+#include "ui/ApplicationIcon.h"
 
 #include <QApplication>
+#include <QDir>
+#include <QFileInfo>
+
+#include <cstdio>
+#include <memory>
+
+namespace {
+
+using Mode = CommandLineOptions::Mode;
+
+// Only the window needs a display; the other modes run anywhere.
+std::unique_ptr<QCoreApplication> createApplication(int &argc, char **argv)
+{
+    QStringList arguments;
+    for (int index = 0; index < argc; ++index)
+        arguments << QString::fromLocal8Bit(argv[index]);
+    if (CommandLineOptions::needsWindow(arguments)) {
+        auto application = std::make_unique<QApplication>(argc, argv);
+        QApplication::setWindowIcon(ApplicationIcon::icon());
+        return application;
+    }
+    return std::make_unique<QCoreApplication>(argc, argv);
+}
+
+QStringList absolutePaths(const QStringList &paths)
+{
+    QStringList absolute;
+    for (const QString &path : paths)
+        absolute << QDir::cleanPath(QFileInfo(path).absoluteFilePath());
+    return absolute;
+}
+
+void openPaths(LessClientAppDelegate &delegate, const QStringList &paths)
+{
+    for (const QString &path : paths)
+        delegate.applicationOpenFile(path);
+}
+
+// Signals and the end of the desktop session quit like the Quit command: the
+// switch and the project are saved.
+void saveAtQuit(LessClientAppDelegate &delegate)
+{
+    QObject::connect(qApp, &QCoreApplication::aboutToQuit, &delegate,
+                     &LessClientAppDelegate::applicationWillTerminate);
+    if (auto *guiApplication = qobject_cast<QGuiApplication *>(qApp)) {
+        QObject::connect(guiApplication, &QGuiApplication::commitDataRequest, &delegate,
+                         [&delegate] { delegate.applicationWillTerminate(); });
+    }
+}
+
+int handOffToRunningInstance(const QStringList &paths)
+{
+    if (RunningInstance::handOff(paths))
+        return 0;
+    std::fputs("Cascader is already running but does not answer.\n", stderr);
+    return 1;
+}
+
+// The window or --headless: one instance per user, running until quit.
+int runUntilQuit(const CommandLineOptions &options, const QStringList &paths)
+{
+    RunningInstance runningInstance;
+    if (!runningInstance.claim())
+        return handOffToRunningInstance(paths);
+
+    LessClientAppDelegate delegate(options.mode == Mode::Headless ? LessClientAppDelegate::Mode::Headless
+                                                                  : LessClientAppDelegate::Mode::Window);
+    QObject::connect(&runningInstance, &RunningInstance::openFileRequested, &delegate,
+                     &LessClientAppDelegate::applicationOpenFile);
+    QObject::connect(&runningInstance, &RunningInstance::reopenRequested, &delegate,
+                     &LessClientAppDelegate::applicationShouldHandleReopen);
+    UnixSignalWatcher signalWatcher;
+    QObject::connect(&signalWatcher, &UnixSignalWatcher::terminationRequested, qApp,
+                     [] { QCoreApplication::quit(); });
+    saveAtQuit(delegate);
+
+    delegate.applicationWillFinishLaunching(options.autoCompile);
+    openPaths(delegate, paths);
+    return QCoreApplication::exec();
+}
+
+// --compile-all: a one-off run beside any running instance; a signal ends it as failed.
+int runCompileAll(const CommandLineOptions &options, const QStringList &paths)
+{
+    LessClientAppDelegate delegate(LessClientAppDelegate::Mode::Headless);
+    UnixSignalWatcher signalWatcher;
+    QObject::connect(&signalWatcher, &UnixSignalWatcher::terminationRequested, qApp,
+                     [] { QCoreApplication::exit(1); });
+    saveAtQuit(delegate);
+
+    delegate.applicationWillFinishLaunching(options.autoCompile);
+    openPaths(delegate, paths);
+    CompileAllRun run(delegate.appController());
+    QObject::connect(&delegate, &LessClientAppDelegate::applicationDidFinishLaunching, &run,
+                     &CompileAllRun::start);
+    QObject::connect(&run, &CompileAllRun::finished, qApp,
+                     [](int exitCode) { QCoreApplication::exit(exitCode); });
+    return QCoreApplication::exec();
+}
+
+} // namespace
 
 int main(int argc, char *argv[])
 {
-    QApplication application(argc, argv);
-    QApplication::setApplicationName(QStringLiteral("Cascader"));
-    QApplication::setApplicationVersion(BundleInfo::value(BundleInfo::CFBundleShortVersionString));
+    const std::unique_ptr<QCoreApplication> application = createApplication(argc, argv);
+    QCoreApplication::setApplicationName(QStringLiteral("Cascader"));
+    QCoreApplication::setApplicationVersion(BundleInfo::value(BundleInfo::CFBundleShortVersionString));
 
-    // The windows come later; for now Cascader answers its command line and quits.
     int exitCode = 0;
-    CommandLineOptions::parse(application, &exitCode);
-    return exitCode;
+    const std::optional<CommandLineOptions> options = CommandLineOptions::parse(*application, &exitCode);
+    if (!options)
+        return exitCode;
+    const QStringList paths = absolutePaths(options->paths);
+    if (options->mode == Mode::CompileAll)
+        return runCompileAll(*options, paths);
+    return runUntilQuit(*options, paths);
 }

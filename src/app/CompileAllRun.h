@@ -1,0 +1,33 @@
+#pragma once
+
+#include <QObject>
+
+class MainAppController;
+
+// The --compile-all run: waits until the start-up work (loading the project,
+// adding the folders given) has settled, compiles every checked file once,
+// waits for those compiles and reports whether each one succeeded.
+class CompileAllRun : public QObject
+{
+    Q_OBJECT
+
+public:
+    explicit CompileAllRun(MainAppController *controller, QObject *parent = nullptr);
+
+    void start();
+
+Q_SIGNALS:
+    // 0 when every compile succeeded, 1 otherwise.
+    void finished(int exitCode);
+
+private:
+    enum class Phase { Settling, Compiling, Done };
+
+    void scheduleIdleCheck();
+    void checkWhetherIdle();
+    void compileAll();
+
+    MainAppController *m_controller;
+    Phase m_phase = Phase::Settling;
+    bool m_failed = false;
+};

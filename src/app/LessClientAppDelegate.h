@@ -1,0 +1,75 @@
+#pragma once
+
+#include "model/ProjectDataFile.h"
+
+#include <QObject>
+#include <QPointer>
+#include <QString>
+#include <QStringList>
+#include <QThreadPool>
+
+#include <optional>
+
+class GrowlHelper;
+class MainAppController;
+class MainMenuController;
+
+// The application's delegate: registers the default preferences, creates the
+// main window controller, the desktop notifications and (with a window) the
+// menu controller, starts in window, tray or headless mode, loads the
+// project and the auto-compile switch at start and saves both at quit, and
+// answers the desktop's reopen and open-file requests.
+class LessClientAppDelegate : public QObject
+{
+    Q_OBJECT
+
+public:
+    enum class Mode { Window, Headless };
+
+    // Registers the defaults from the resource AppDefaults.json.
+    explicit LessClientAppDelegate(Mode mode, QObject *parent = nullptr);
+    ~LessClientAppDelegate() override;
+
+    MainAppController *appController() const { return m_appController; }
+    GrowlHelper *growler() const { return m_growler; }
+    MainMenuController *menuControllerReference() const;
+    void setMenuControllerReference(MainMenuController *controller);
+
+    // Start-up: controllers, window or tray, the project, the switch. The
+    // project is read off the GUI thread, so the window shows at once;
+    // applicationDidFinishLaunching() follows when it is in. An auto-compile
+    // override (from the command line) holds for this run only.
+    void applicationWillFinishLaunching(std::optional<bool> autoCompileOverride = std::nullopt);
+    bool hasFinishedLaunching() const { return m_hasFinishedLaunching; }
+    // Quit: the switch, then the project; nothing before the project was read.
+    void applicationWillTerminate();
+
+    void saveStateToUserDefaults();
+    void restoreStateFromUserDefaults();
+    bool saveDataToDisk();
+    void loadDataFromDisk();
+
+    bool applicationShouldHandleReopen();
+    void bringAppToFrontWithBeep(bool beep);
+    void transformAppToFront();
+    // A file or folder opened with Cascader: validated as a folder to add,
+    // once the project has been read.
+    bool applicationOpenFile(const QString &path);
+
+Q_SIGNALS:
+    void applicationDidFinishLaunching();
+
+private:
+    void presentController();
+    void showMainWindowInFront();
+    void didLoadDataFromDisk(ProjectDataFile::LoadResult loaded);
+
+    Mode m_mode;
+    MainAppController *m_appController = nullptr;
+    GrowlHelper *m_growler = nullptr;
+    QPointer<MainMenuController> m_menuControllerReference;
+    std::optional<bool> m_autoCompileOverride;
+    bool m_hasFinishedLaunching = false;
+    QStringList m_pathsToOpenWhenLaunched;
+    QThreadPool m_dataFileQueue;
+};

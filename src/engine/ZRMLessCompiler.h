@@ -1,0 +1,110 @@
+#pragma once
+
+#include "UKFileWatcher.h"
+#include "UKFileWatcherDelegate.h"
+
+#include <QLatin1StringView>
+#include <QObject>
+#include <QStringList>
+#include <QThreadPool>
+#include <QVariantMap>
+
+class NotificationCenter;
+class UKKQueue;
+class ZRMLessCompilerDelegate;
+
+inline constexpr QLatin1StringView ZRMLCStartedCompilingAFileNotification{
+    "ZRMLessCompilerDidStartCompilingFile"};
+inline constexpr QLatin1StringView ZRMLCCompiledFileSuccessfullyNotification{
+    "ZRMLessCompilerDidCompileFileSuccessfully"};
+inline constexpr QLatin1StringView ZRMLCFailedToCompileFileNotification{
+    "ZRMLessCompilerDidCompileFileWithError"};
+inline constexpr QLatin1StringView ZRMLCBeganWatchingNewFileNotification{
+    "ZRMLessCompilerDidBeginWatchingNewLessFile"};
+inline constexpr QLatin1StringView ZRMLCStoppedWatchingFileNotification{
+    "ZRMLessCompilerDidStopWatchingLessFile"};
+inline constexpr QLatin1StringView ZRMLCFailedToFindCompilerEngineNotification{
+    "ZRMLessCompilerFailedToFindCompiler"};
+
+// Keys of the compile request, of the compile result and of the engine's
+// notification payloads.
+namespace ZRMLessCompilerKey {
+
+inline constexpr QLatin1StringView FileToCompile{"fileToCompile"};
+inline constexpr QLatin1StringView OutputPath{"outputPath"};
+inline constexpr QLatin1StringView CompressCSSOutput{"compressCSSOutput"};
+inline constexpr QLatin1StringView LinkedToFile{"linkedToFile"};
+inline constexpr QLatin1StringView Time{"time"};
+inline constexpr QLatin1StringView File{"file"};
+// A QString in compile results, a StyledText in watch-list notifications.
+inline constexpr QLatin1StringView Result{"result"};
+// Null until the compile has ended, then a bool.
+inline constexpr QLatin1StringView Successful{"successful"};
+
+} // namespace ZRMLessCompilerKey
+
+// The one LESS compiler engine: runs node with lessc for one file per
+// background job, follows the watched LESS files and compiles them (and the
+// files that import them) when they change, and announces all of it on the
+// default notification centre. Use it on the GUI thread.
+class ZRMLessCompiler : public QObject, public UKFileWatcher, public UKFileWatcherDelegate
+{
+    Q_OBJECT
+
+public:
+    static ZRMLessCompiler *sharedLessCompiler();
+
+    ZRMLessCompiler(const ZRMLessCompiler &) = delete;
+    ZRMLessCompiler &operator=(const ZRMLessCompiler &) = delete;
+
+    // Looks up node and lessc in the resources' engines/bin.
+    void findCompiler();
+    QString pathToNodeJS() const { return m_pathToNodeJS; }
+    QString pathToCompiler() const { return m_pathToCompiler; }
+
+    void compileFileAtPath(const QString &path, const QString &toPath, bool compress);
+    // linkedToPath: the file whose change triggered this compile, or empty.
+    void beginCompilingFileAtPath(const QString &path, const QString &toPath, const QString &linkedToPath,
+                                  bool compress);
+
+    // The LESS files beneath folder, depth first, without those whose path
+    // relative to folder starts with a dot.
+    static QStringList getAllLessFilesInDirectory(const QString &folder);
+
+    ZRMLessCompilerDelegate *compilerDelegate() const { return m_compilerDelegate; }
+    void setCompilerDelegate(ZRMLessCompilerDelegate *delegate) { m_compilerDelegate = delegate; }
+
+    void watchLessFileAtPath(const QString &path);
+    void stopWatchingLessFileAtPath(const QString &path);
+    QStringList watchedLessFiles() const { return m_watchedLessFiles; }
+
+    // UKFileWatcher, forwarded to the shared UKKQueue; the watch list is not touched.
+    void addPath(const QString &path) override;
+    void removePath(const QString &path) override;
+    // The engine itself: it is the watcher's delegate.
+    UKFileWatcherDelegate *delegate() const override;
+    // Sets the shared UKKQueue's delegate.
+    void setDelegate(UKFileWatcherDelegate *delegate) override;
+
+    void watcher(UKFileWatcher *watcher, const QString &notification, const QString &path) override;
+
+private:
+    ZRMLessCompiler();
+
+    // Runs on a thread of the operation queue with the executables found when it was queued.
+    void asynchronouslyCompileFileWithParameters(const QVariantMap &parameters, const QString &nodeJS,
+                                                 const QString &compiler);
+    static QString runCompiler(const QString &nodeJS, const QStringList &arguments, bool *successful);
+    void didFinishCompilingFileWithResult(const QVariantMap &result);
+    void compileIfAutoCompiled(const QString &path, const QVariantMap &settings, const QString &triggeringPath);
+    void renewWatch(const QString &path);
+    QVariantMap settingsFor(const QString &path) const;
+
+    NotificationCenter *m_notificationCenter;
+    QThreadPool m_operationQueue;
+    UKKQueue *m_kQueue;
+    QStringList m_watchedLessFiles;
+    QString m_pathToCompiler;
+    QString m_pathToNodeJS;
+    ZRMLessCompilerDelegate *m_compilerDelegate = nullptr;
+};

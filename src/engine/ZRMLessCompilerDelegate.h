@@ -1,0 +1,27 @@
+#pragma once
+
+#include <QLatin1StringView>
+#include <QString>
+#include <QVariantMap>
+
+// Keys of the compiling-settings dictionary. A missing key reads as false,
+// no output path, or no importers.
+namespace ZRMCompilingSettingsKey {
+
+inline constexpr QLatin1StringView ShouldAutoCompile{"shouldAutoCompile"};
+inline constexpr QLatin1StringView OutputPath{"outputPath"};
+inline constexpr QLatin1StringView ShouldCompressOutput{"shouldCompressOutput"};
+// The files that import this one, one level deep.
+inline constexpr QLatin1StringView LinkedFilesToCompile{"linkedFilesToCompile"};
+
+} // namespace ZRMCompilingSettingsKey
+
+// Tells the compiler engine how a changed LESS file is to be compiled. Asked
+// on the GUI thread, once for the changed file and once for each importer.
+class ZRMLessCompilerDelegate
+{
+public:
+    virtual ~ZRMLessCompilerDelegate() = default;
+
+    virtual QVariantMap compilingSettingsForLESSFileAtPath(const QString &path) = 0;
+};

@@ -1,0 +1,75 @@
+#pragma once
+
+#include "model/LessHolder.h"
+
+#include <QAbstractListModel>
+
+class LessModel;
+class MainAppController;
+class PathHolder;
+class PathsArrayController;
+class QItemSelectionModel;
+
+// The LESS-files table: the files of the selected folders, in folder then file
+// order, each with its check box (Qt::CheckStateRole, editable).
+//
+// The rows are kept as one block per selected folder, so that a change in one
+// folder, or a folder selected or deselected, moves only the rows concerned.
+class FilesArrayController : public QAbstractListModel
+{
+    Q_OBJECT
+
+public:
+    FilesArrayController(MainAppController *appController, PathsArrayController *pathsController,
+                         QObject *parent = nullptr);
+
+    QItemSelectionModel *selectionModel() const { return m_selectionModel; }
+    LessHolder *lessFileAtRow(int row) const;
+    // The selected files, in row order.
+    QList<LessHolder *> selectedObjects() const;
+
+    void setCSSFileOutputPathOnSelectedLESSFiles(const QString &folder);
+    void clearCSSFileOutputPathOnSelectedLESSFiles();
+    // Empty when nothing is selected.
+    QString pathForFirstSelectedLESSFile() const;
+    void revealSelectedRowsInFinder() const;
+    // Reveals the file of a double-clicked row; a click below the rows does nothing.
+    void handleDoubleClicks(const QModelIndex &index) const;
+
+    int rowCount(const QModelIndex &parent = {}) const override;
+    QVariant data(const QModelIndex &index, int role = Qt::DisplayRole) const override;
+    bool setData(const QModelIndex &index, const QVariant &value, int role = Qt::EditRole) override;
+    Qt::ItemFlags flags(const QModelIndex &index) const override;
+
+private:
+    // A selected folder's files; count is the number of rows the views know of.
+    struct Block
+    {
+        const PathHolder *folder;
+        int count;
+    };
+
+    void followModel();
+    void followFolderSelection();
+    void removeBlock(qsizetype blockIndex);
+    void insertBlock(qsizetype blockIndex, const PathHolder *folder);
+    void removeBlocksOfRows(int firstPathRow, int lastPathRow);
+    void resetBlocks();
+
+    // The block of the folder at a row of the project model, or -1.
+    qsizetype blockOfPathRow(int pathRow) const;
+    int firstRowOfBlock(qsizetype blockIndex) const;
+    void beginInsertingFiles(int pathRow, int first, int last);
+    void endInsertingFiles(int pathRow, int first, int last);
+    void beginRemovingFiles(int pathRow, int first, int last);
+    void endRemovingFiles(int pathRow, int first, int last);
+    void removeFilesBeforeReset(int pathRow);
+    void insertFilesAfterReset(int pathRow);
+    void announceFileChanged(int pathRow, int fileRow, LessHolder::Field field);
+    bool isRow(const QModelIndex &index) const;
+
+    LessModel *m_model;
+    PathsArrayController *m_pathsController;
+    QItemSelectionModel *m_selectionModel;
+    QList<Block> m_blocks;
+};

@@ -1,0 +1,191 @@
+#include "PathsArrayController.h"
+
+#include "FileViewer.h"
+#include "ItemRoles.h"
+#include "ZRMIconAndBadgeTableCell.h"
+#include "app/MainAppController.h"
+#include "model/TableViewCellKeys.h"
+
+#include <QApplication>
+#include <QIcon>
+#include <QItemSelectionModel>
+#include <QStyle>
+
+#include <algorithm>
+
+namespace {
+
+QList<int> rolesShowing(PathHolder::Field field)
+{
+    switch (field) {
+    case PathHolder::Field::ValuesForTableViewCell:
+        return {Qt::DisplayRole, Qt::DecorationRole, Qt::AccessibleTextRole, ItemRoles::SubtitleRole,
+                ItemRoles::RowValuesRole};
+    case PathHolder::Field::UserSelectedFullPath:
+        return {Qt::ToolTipRole};
+    default:
+        return {};
+    }
+}
+
+// The theme may not know the name; the style always has a folder.
+QIcon folderIcon(const QString &iconName)
+{
+    return QIcon::fromTheme(iconName, QApplication::style()->standardIcon(QStyle::SP_DirIcon));
+}
+
+// What a screen reader says for a row: "Acme-Shop, 4 LESS files".
+QString accessibleText(const QVariantMap &values)
+{
+    const QString title = ZRMIconAndBadgeTableCell::capitalizedTitle(values.value(TableViewCellKeys::TitleString).toString());
+    const int count = values.value(TableViewCellKeys::SubtitleString).toInt();
+    return count == 1 ? PathsArrayController::tr("%1, 1 LESS file").arg(title)
+                      : PathsArrayController::tr("%1, %2 LESS files").arg(title).arg(count);
+}
+
+} // namespace
+
+PathsArrayController::PathsArrayController(MainAppController *appController, QObject *parent)
+    : QAbstractListModel(parent),
+      m_appController(appController),
+      m_model(appController->appModel()),
+      m_selectionModel(new QItemSelectionModel(this, this))
+{
+    followModel();
+    connect(m_selectionModel, &QItemSelectionModel::selectionChanged, this,
+            &PathsArrayController::updateCanRemove);
+    // A reset clears the selection without announcing it.
+    connect(this, &QAbstractItemModel::modelReset, this, &PathsArrayController::updateCanRemove);
+    connect(this, &QAbstractItemModel::rowsRemoved, this, &PathsArrayController::updateCanRemove);
+    connect(this, &QAbstractItemModel::modelReset, this, &PathsArrayController::announceRowCount);
+    connect(this, &QAbstractItemModel::rowsInserted, this, &PathsArrayController::announceRowCount);
+    connect(this, &QAbstractItemModel::rowsRemoved, this, &PathsArrayController::announceRowCount);
+}
+
+void PathsArrayController::followModel()
+{
+    connect(m_model, &LessModel::pathsAboutToBeInserted, this,
+            [this](int first, int last) { beginInsertRows({}, first, last); });
+    connect(m_model, &LessModel::pathsInserted, this, [this] { endInsertRows(); });
+    connect(m_model, &LessModel::pathsAboutToBeRemoved, this,
+            [this](int first, int last) { beginRemoveRows({}, first, last); });
+    connect(m_model, &LessModel::pathsRemoved, this, [this] { endRemoveRows(); });
+    connect(m_model, &LessModel::pathsAboutToBeReset, this, [this] { beginResetModel(); });
+    connect(m_model, &LessModel::pathsReset, this, [this] { endResetModel(); });
+    connect(m_model, &LessModel::pathChanged, this, &PathsArrayController::announcePathChanged);
+}
+
+void PathsArrayController::announceRowCount()
+{
+    Q_EMIT arrangedObjectsChanged(rowCount());
+}
+
+void PathsArrayController::updateCanRemove()
+{
+    const bool canRemoveNow = m_selectionModel->hasSelection();
+    if (canRemoveNow == m_canRemove)
+        return;
+    m_canRemove = canRemoveNow;
+    Q_EMIT canRemoveChanged(m_canRemove);
+}
+
+void PathsArrayController::announcePathChanged(int row, PathHolder::Field field)
+{
+    const QList<int> roles = rolesShowing(field);
+    if (roles.isEmpty() || row < 0 || row >= rowCount())
+        return;
+    const QModelIndex changed = index(row);
+    Q_EMIT dataChanged(changed, changed, roles);
+}
+
+PathHolder *PathsArrayController::pathAtRow(int row) const
+{
+    return m_model->pathData().at(row).get();
+}
+
+QList<PathHolder *> PathsArrayController::selectedObjects() const
+{
+    QModelIndexList rows = m_selectionModel->selectedRows();
+    std::sort(rows.begin(), rows.end());
+    QList<PathHolder *> folders;
+    for (const QModelIndex &row : rows)
+        folders << pathAtRow(row.row());
+    return folders;
+}
+
+bool PathsArrayController::canRemove() const
+{
+    return m_canRemove;
+}
+
+void PathsArrayController::remove()
+{
+    QStringList folders;
+    QStringList lessFiles;
+    for (const PathHolder *folder : selectedObjects()) {
+        folders << folder->userSelectedFullPath();
+        for (const auto &file : folder->lessFiles())
+            lessFiles << file->lessFileFullPath();
+    }
+    if (folders.isEmpty())
+        return;
+    lessFiles.removeDuplicates();
+    // All watches go before any folder does.
+    m_appController->removeLessFilesFromAutoCompileList(lessFiles);
+    for (const QString &folder : folders)
+        m_model->removePathFromModel(folder);
+}
+
+void PathsArrayController::revealSelectedRowsInFinder() const
+{
+    QStringList folders;
+    for (const PathHolder *folder : selectedObjects())
+        folders << folder->userSelectedFullPath();
+    FileViewer::reveal(folders);
+}
+
+void PathsArrayController::handleDoubleClicks(const QModelIndex &index) const
+{
+    if (isRow(index))
+        FileViewer::reveal({pathAtRow(index.row())->userSelectedFullPath()});
+}
+
+int PathsArrayController::rowCount(const QModelIndex &parent) const
+{
+    return parent.isValid() ? 0 : m_model->numberOfPathsInModel();
+}
+
+QVariant PathsArrayController::data(const QModelIndex &index, int role) const
+{
+    if (!isRow(index))
+        return {};
+    const PathHolder *folder = pathAtRow(index.row());
+    const QVariantMap values = folder->valuesForTableViewCell();
+    switch (role) {
+    case Qt::DisplayRole:
+        return values.value(TableViewCellKeys::TitleString);
+    case Qt::DecorationRole:
+        return folderIcon(values.value(TableViewCellKeys::IconImage).toString());
+    case Qt::ToolTipRole:
+        return folder->userSelectedFullPath();
+    case Qt::AccessibleTextRole:
+        return accessibleText(values);
+    case ItemRoles::SubtitleRole:
+        return values.value(TableViewCellKeys::SubtitleString);
+    case ItemRoles::RowValuesRole:
+        return values;
+    default:
+        return {};
+    }
+}
+
+Qt::ItemFlags PathsArrayController::flags(const QModelIndex &index) const
+{
+    return isRow(index) ? Qt::ItemIsSelectable | Qt::ItemIsEnabled | Qt::ItemNeverHasChildren
+                        : Qt::NoItemFlags;
+}
+
+bool PathsArrayController::isRow(const QModelIndex &index) const
+{
+    return index.isValid() && checkIndex(index, CheckIndexOption::ParentIsInvalid);
+}

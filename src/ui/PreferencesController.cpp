@@ -1,0 +1,206 @@
+#include "PreferencesController.h"
+
+#include "support/UserDefaults.h"
+#include "support/UserDefaultsKeys.h"
+
+#include <QCheckBox>
+#include <QComboBox>
+#include <QDialogButtonBox>
+#include <QGridLayout>
+#include <QLabel>
+#include <QPushButton>
+#include <QSignalBlocker>
+#include <QSlider>
+#include <QStyle>
+#include <QVBoxLayout>
+
+namespace {
+
+const QString WindowTitle = QStringLiteral("Cascader Preferences");
+const QString GeneralTitle = QStringLiteral("General");
+const QString CompilingTitle = QStringLiteral("Compiling");
+const QString RefreshTitle = QStringLiteral("Folder Refresh");
+const QString AppModeTitle = QStringLiteral("Start-up");
+const QString AutoUpdateText = QStringLiteral("Check for updates at start-up");
+const QString BringToFrontText = QStringLiteral("Bring Cascader to the front when a compile fails");
+const QString CompressCSSText = QStringLiteral("Compress the CSS of newly added files");
+const QString AutoSetCSSPathsText =
+    QStringLiteral("Write CSS into the \u201Ccss\u201D folder beside a LESS folder, when there is one");
+const QString RefreshText = QStringLiteral("Refresh watched folders:");
+const QString NeverRefreshLabel = QStringLiteral("never");
+const QString RefreshEveryMinuteLabel = QStringLiteral("every %1 minute");
+const QString RefreshEveryMinutesLabel = QStringLiteral("every %1 minutes");
+const QString AppModeText = QStringLiteral("Show Cascader as:");
+const QString WindowModeText = QStringLiteral("A window");
+const QString TrayModeText = QStringLiteral("An icon in the system tray");
+const QString AppModeNote = QStringLiteral("Takes effect at the next start.");
+
+constexpr int MinimumRefreshInterval = 1;
+constexpr int RefreshPageStep = 5;
+constexpr int RefreshSliderWidth = 220;
+constexpr int SectionIndent = 16;
+constexpr qreal NoteFontScale = 0.9;
+
+QLabel *createSectionTitle(const QString &text, QWidget *parent)
+{
+    auto *title = new QLabel(text, parent);
+    QFont font = title->font();
+    font.setBold(true);
+    title->setFont(font);
+    return title;
+}
+
+// A bold title over its controls, which are indented under it.
+QWidget *createSection(const QString &title, QLayout *controls, QWidget *parent)
+{
+    auto *section = new QWidget(parent);
+    auto *layout = new QVBoxLayout(section);
+    layout->setContentsMargins(0, 0, 0, 0);
+    layout->addWidget(createSectionTitle(title, section));
+    controls->setContentsMargins(SectionIndent, 0, 0, 0);
+    layout->addLayout(controls);
+    return section;
+}
+
+} // namespace
+
+PreferencesController::PreferencesController(QWidget *parent) : QDialog(parent)
+{
+    setWindowTitle(WindowTitle);
+
+    auto *buttons = new QDialogButtonBox(QDialogButtonBox::Close, this);
+    connect(buttons, &QDialogButtonBox::rejected, this, &QDialog::close);
+
+    auto *layout = new QVBoxLayout(this);
+    const int sectionSpacing = style()->pixelMetric(QStyle::PM_LayoutVerticalSpacing) * 3;
+    layout->setSpacing(sectionSpacing);
+    layout->addWidget(buildGeneralSection());
+    layout->addWidget(buildCompilingSection());
+    layout->addWidget(buildRefreshSection());
+    layout->addWidget(buildAppModeSection());
+    layout->addWidget(buttons);
+    layout->setSizeConstraint(QLayout::SetFixedSize);
+
+    showUserDefaults();
+}
+
+// The label reads the stored value, so it also shows what another window wrote.
+void PreferencesController::setAutoRefreshLabel()
+{
+    const int minutes = UserDefaults::standardUserDefaults()->integerForKey(UserDefaultsKeys::RefreshInterval);
+    if (minutes == NeverRefreshInterval)
+        m_jRefreshLabelString = NeverRefreshLabel;
+    else if (minutes == 1)
+        m_jRefreshLabelString = RefreshEveryMinuteLabel.arg(minutes);
+    else
+        m_jRefreshLabelString = RefreshEveryMinutesLabel.arg(minutes);
+    m_refreshLabel->setText(m_jRefreshLabelString);
+    Q_EMIT jRefreshLabelStringChanged(m_jRefreshLabelString);
+}
+
+void PreferencesController::showEvent(QShowEvent *event)
+{
+    showUserDefaults();
+    QDialog::showEvent(event);
+}
+
+// Named after its key, so that one loop can show every check box.
+QCheckBox *PreferencesController::createCheckBox(const QString &text, QLatin1StringView key)
+{
+    auto *checkBox = new QCheckBox(text, this);
+    checkBox->setObjectName(key);
+    connect(checkBox, &QCheckBox::toggled, this,
+            [key](bool checked) { UserDefaults::standardUserDefaults()->setBool(checked, key); });
+    return checkBox;
+}
+
+QWidget *PreferencesController::buildGeneralSection()
+{
+    m_autoUpdateButton = createCheckBox(AutoUpdateText, UserDefaultsKeys::UpdateAtStartup);
+    m_bringToFrontButton = createCheckBox(BringToFrontText, UserDefaultsKeys::BringAppToFrontOnError);
+    auto *controls = new QVBoxLayout;
+    controls->addWidget(m_autoUpdateButton);
+    controls->addWidget(m_bringToFrontButton);
+    return createSection(GeneralTitle, controls, this);
+}
+
+QWidget *PreferencesController::buildCompilingSection()
+{
+    m_compressCSSButton = createCheckBox(CompressCSSText, UserDefaultsKeys::ShouldCompressCSSOutput);
+    m_autoSetCSSPathsButton = createCheckBox(AutoSetCSSPathsText, UserDefaultsKeys::AutoSetCustomCSSPaths);
+    auto *controls = new QVBoxLayout;
+    controls->addWidget(m_compressCSSButton);
+    controls->addWidget(m_autoSetCSSPathsButton);
+    return createSection(CompilingTitle, controls, this);
+}
+
+QWidget *PreferencesController::buildRefreshSection()
+{
+    m_refreshSlider = new QSlider(Qt::Horizontal, this);
+    m_refreshSlider->setRange(MinimumRefreshInterval, NeverRefreshInterval);
+    m_refreshSlider->setPageStep(RefreshPageStep);
+    m_refreshSlider->setTickPosition(QSlider::TicksBelow);
+    m_refreshSlider->setTickInterval(1);
+    m_refreshSlider->setMinimumWidth(RefreshSliderWidth);
+    m_refreshLabel = new QLabel(this);
+    // Room for the longest label, so the slider does not jump while it moves.
+    m_refreshLabel->setMinimumWidth(
+        m_refreshLabel->fontMetrics().horizontalAdvance(RefreshEveryMinutesLabel.arg(NeverRefreshInterval - 1)));
+    connect(m_refreshSlider, &QSlider::valueChanged, this, [this](int minutes) {
+        UserDefaults::standardUserDefaults()->setInteger(minutes, UserDefaultsKeys::RefreshInterval);
+        setAutoRefreshLabel();
+    });
+
+    auto *text = new QLabel(RefreshText, this);
+    text->setBuddy(m_refreshSlider);
+    auto *controls = new QHBoxLayout;
+    controls->addWidget(text);
+    controls->addWidget(m_refreshSlider, 1);
+    controls->addWidget(m_refreshLabel);
+    return createSection(RefreshTitle, controls, this);
+}
+
+QWidget *PreferencesController::buildAppModeSection()
+{
+    m_appModePopUpButton = new QComboBox(this);
+    m_appModePopUpButton->insertItem(WindowMode, WindowModeText);
+    m_appModePopUpButton->insertItem(TrayMode, TrayModeText);
+    connect(m_appModePopUpButton, &QComboBox::currentIndexChanged, this, [](int mode) {
+        UserDefaults::standardUserDefaults()->setBool(mode == TrayMode, UserDefaultsKeys::UIMode);
+    });
+
+    auto *text = new QLabel(AppModeText, this);
+    text->setBuddy(m_appModePopUpButton);
+    auto *note = new QLabel(AppModeNote, this);
+    QFont noteFont = note->font();
+    noteFont.setPointSizeF(noteFont.pointSizeF() * NoteFontScale);
+    note->setFont(noteFont);
+    note->setForegroundRole(QPalette::PlaceholderText);
+
+    auto *controls = new QGridLayout;
+    controls->addWidget(text, 0, 0);
+    controls->addWidget(m_appModePopUpButton, 0, 1, Qt::AlignLeading);
+    controls->addWidget(note, 1, 1);
+    controls->setColumnStretch(1, 1);
+    return createSection(AppModeTitle, controls, this);
+}
+
+// Showing a value must not write it back.
+void PreferencesController::showUserDefaults()
+{
+    const UserDefaults *defaults = UserDefaults::standardUserDefaults();
+    for (QCheckBox *checkBox : findChildren<QCheckBox *>()) {
+        const QSignalBlocker blocker(checkBox);
+        checkBox->setChecked(defaults->boolForKey(checkBox->objectName()));
+    }
+    {
+        const QSignalBlocker blocker(m_refreshSlider);
+        m_refreshSlider->setValue(defaults->integerForKey(UserDefaultsKeys::RefreshInterval));
+    }
+    {
+        const QSignalBlocker blocker(m_appModePopUpButton);
+        m_appModePopUpButton->setCurrentIndex(defaults->boolForKey(UserDefaultsKeys::UIMode) ? TrayMode
+                                                                                              : WindowMode);
+    }
+    setAutoRefreshLabel();
+}
