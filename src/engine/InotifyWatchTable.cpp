@@ -27,26 +27,18 @@ constexpr quint32 FolderLeftItsPath = IN_MOVE_SELF | IN_DELETE_SELF | IN_UNMOUNT
 constexpr std::array DeliveryOrder{UKKQueue::Rename, UKKQueue::Write, UKKQueue::Delete, UKKQueue::Attrib,
                                    UKKQueue::Extend, UKKQueue::Link, UKKQueue::Revoke};
 
-std::optional<struct stat> statusOf(const QString &path)
-{
-    struct stat status;
-    if (::stat(QFile::encodeName(path).constData(), &status) != 0)
-        return std::nullopt;
-    return status;
-}
-
-qint64 nanoseconds(const timespec &time)
-{
-    return qint64(time.tv_sec) * 1'000'000'000 + time.tv_nsec;
-}
-
-std::optional<struct statx> extendedStatusOf(const QString &path)
+std::optional<struct statx> statusOf(const QString &path)
 {
     struct statx status;
-    if (statx(AT_FDCWD, QFile::encodeName(path).constData(), 0, STATX_INO | STATX_NLINK | STATX_BTIME, &status)
-        != 0)
+    const QByteArray encoded = QFile::encodeName(path);
+    if (statx(AT_FDCWD, encoded.constData(), 0, STATX_BASIC_STATS | STATX_BTIME, &status) != 0)
         return std::nullopt;
     return status;
+}
+
+qint64 nanoseconds(const statx_timestamp &time)
+{
+    return qint64(time.tv_sec) * 1'000'000'000 + time.tv_nsec;
 }
 
 } // namespace
@@ -58,11 +50,11 @@ InotifyWatchTable::InotifyWatchTable(int inotifyFD)
 
 InotifyWatchTable::Signature InotifyWatchTable::signatureAt(const QString &path)
 {
-    const std::optional<struct stat> status = statusOf(path);
+    const std::optional<struct statx> status = statusOf(path);
     if (!status)
         return Signature{};
-    return Signature{status->st_ino, status->st_size, nanoseconds(status->st_mtim),
-                     nanoseconds(status->st_ctim)};
+    return Signature{status->stx_ino, status->stx_size, nanoseconds(status->stx_mtime),
+                     nanoseconds(status->stx_ctime)};
 }
 
 bool InotifyWatchTable::addPath(const QString &path, quint32 mask, WhenMissing whenMissing)
@@ -155,9 +147,6 @@ void InotifyWatchTable::handleInodeEvent(int wd, quint32 mask, Changes &changes)
         events |= UKKQueue::Rename;
     if (mask & IN_UNMOUNT)
         events |= UKKQueue::Revoke;
-    if (mask & IN_CLOSE_WRITE)
-        watch.reportsEveryWrite = true;
-
     for (const QString &path : paths) {
         PathWatch &pathWatch = m_paths[path];
         quint32 pathEvents = events;
@@ -222,9 +211,7 @@ void InotifyWatchTable::handleEntryChange(const QString &path, PathWatch &pathWa
 
 InotifyWatchTable::Identity InotifyWatchTable::identityOf(const struct statx &status)
 {
-    const qint64 bornNs = (status.stx_mask & STATX_BTIME)
-                              ? qint64(status.stx_btime.tv_sec) * 1'000'000'000 + status.stx_btime.tv_nsec
-                              : 0;
+    const qint64 bornNs = (status.stx_mask & STATX_BTIME) ? nanoseconds(status.stx_btime) : 0;
     return Identity{makedev(status.stx_dev_major, status.stx_dev_minor), status.stx_ino, bornNs};
 }
 
@@ -232,14 +219,14 @@ bool InotifyWatchTable::leadsToAttachedFile(const QString &path, const PathWatch
 {
     if (pathWatch.inodeWD == NoWatch)
         return false;
-    const std::optional<struct statx> status = extendedStatusOf(path);
+    const std::optional<struct statx> status = statusOf(path);
     return status && identityOf(*status) == m_watches.value(pathWatch.inodeWD).identity;
 }
 
 bool InotifyWatchTable::linkCountChanged(Watch &watch)
 {
     for (const QString &path : std::as_const(watch.paths)) {
-        const std::optional<struct statx> status = extendedStatusOf(path);
+        const std::optional<struct statx> status = statusOf(path);
         if (status && identityOf(*status) == watch.identity) {
             const bool changed = status->stx_nlink != watch.links;
             watch.links = status->stx_nlink;
@@ -288,7 +275,7 @@ bool InotifyWatchTable::attach(const QString &path, PathWatch &pathWatch, bool r
     if (created)
         watch.reportsEveryWrite = registering;
     if (watch.paths.isEmpty()) {
-        const std::optional<struct statx> status = extendedStatusOf(path);
+        const std::optional<struct statx> status = statusOf(path);
         watch.identity = status ? identityOf(*status) : Identity{};
         watch.links = status ? status->stx_nlink : 0;
     }

@@ -19,11 +19,12 @@ struct inotify_event;
 // folder (shared by the paths in that folder). Folder events for the path's
 // name move the path to the inode that now lives there (created or renamed
 // into place) or leave the path awaiting its file's return (deleted or renamed
-// away). Both watches report a close after writing, the folder first. While
-// an inode watch set up for a file that arrived at the path may have missed
-// that file's closes, the folder's report counts and the inode's report of the
-// same close is left out; once the inode watch has reported a close, or when
-// it was set up as the path was added, only its own reports count.
+// away). Both watches report a close after writing, the folder first. An
+// inode watch set up for a file that arrived at the path may have missed that
+// file's first closes, so there the folder's report counts and the inode's
+// report of the same close, which comes next, is left out. An inode watch set
+// up as the path was added has seen every close that matters: only its own
+// reports count.
 //
 // Not thread-safe: UKKQueue serialises every call.
 class InotifyWatchTable
@@ -62,8 +63,8 @@ private:
     // What a write changes about a file.
     struct Signature
     {
-        ino_t inode = 0;
-        off_t size = 0;
+        quint64 inode = 0;
+        quint64 size = 0;
         qint64 modifiedNs = 0;
         qint64 changedNs = 0;
 
@@ -98,8 +99,7 @@ private:
         QStringList folders; // folder paths that this inode is, watched for their entries
         Identity identity;
         quint32 links = 0;
-        // Set once the watch is known to have been in place for every close
-        // still to come.
+        // Set up as its path was added: no close after that escaped it.
         bool reportsEveryWrite = false;
     };
 

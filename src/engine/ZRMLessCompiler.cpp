@@ -13,6 +13,7 @@
 #include <QFileInfo>
 #include <QProcess>
 
+#include <cstring>
 #include <initializer_list>
 #include <utility>
 
@@ -159,9 +160,9 @@ void ZRMLessCompiler::beginCompilingFileAtPath(const QString &path, const QStrin
     m_notificationCenter->post(ZRMLCStartedCompilingAFileNotification, this,
                                {{File, path}, {Time, QDateTime::currentDateTime()}});
 
-    const QString label = linkedToPath.isEmpty()
-                              ? QString()
-                              : QStringLiteral("[Triggered by: %1]").arg(PathUtils::lastPathComponent(linkedToPath));
+    const QString label = linkedToPath.isEmpty() ? QString()
+                                                 : QStringLiteral("[Triggered by: %1]")
+                                                       .arg(PathUtils::lastPathComponent(linkedToPath));
     const QVariantMap request = mapOfValuesUpToFirstMissing({
         {FileToCompile, path},
         {OutputPath, toPath.isNull() ? QVariant() : QVariant(toPath)},
@@ -209,7 +210,8 @@ QString ZRMLessCompiler::runCompiler(const QString &nodeJS, const QStringList &a
     process.setProcessChannelMode(QProcess::ForwardedOutputChannel);
     process.start(nodeJS, arguments);
     if (!process.waitForStarted(-1))
-        return QStringLiteral("Could not start the LESS compiler (%1): %2").arg(nodeJS, process.errorString());
+        return QStringLiteral("Could not start the LESS compiler (%1): %2")
+            .arg(nodeJS, process.errorString());
     process.waitForFinished(-1);
     *successful = process.exitStatus() == QProcess::NormalExit && process.exitCode() == 0;
     return *successful ? SuccessMessage : QString::fromUtf8(process.readAllStandardError()).trimmed();
@@ -285,8 +287,8 @@ void ZRMLessCompiler::watcher(UKFileWatcher *, const QString &notification, cons
     const QVariantMap settings = settingsFor(path);
     compileIfAutoCompiled(path, settings, QString());
     // Importers follow their own settings, whether or not the changed file compiles.
-    const QStringList importers = settings.value(ZRMCompilingSettingsKey::LinkedFilesToCompile).toStringList();
-    for (const QString &importer : importers)
+    const QVariant importers = settings.value(ZRMCompilingSettingsKey::LinkedFilesToCompile);
+    for (const QString &importer : importers.toStringList())
         compileIfAutoCompiled(importer, settingsFor(importer), path);
     renewWatch(path);
 }
@@ -296,8 +298,9 @@ void ZRMLessCompiler::compileIfAutoCompiled(const QString &path, const QVariantM
 {
     if (!settings.value(ZRMCompilingSettingsKey::ShouldAutoCompile).toBool())
         return;
-    beginCompilingFileAtPath(path, settings.value(ZRMCompilingSettingsKey::OutputPath).toString(), triggeringPath,
-                             settings.value(ZRMCompilingSettingsKey::ShouldCompressOutput).toBool());
+    const QString outputPath = settings.value(ZRMCompilingSettingsKey::OutputPath).toString();
+    const bool compress = settings.value(ZRMCompilingSettingsKey::ShouldCompressOutput).toBool();
+    beginCompilingFileAtPath(path, outputPath, triggeringPath, compress);
 }
 
 // A file replaced by a safe save is watched again; one that is gone for the

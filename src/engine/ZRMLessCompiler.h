@@ -96,7 +96,8 @@ private:
                                                  const QString &compiler);
     static QString runCompiler(const QString &nodeJS, const QStringList &arguments, bool *successful);
     void didFinishCompilingFileWithResult(const QVariantMap &result);
-    void compileIfAutoCompiled(const QString &path, const QVariantMap &settings, const QString &triggeringPath);
+    void compileIfAutoCompiled(const QString &path, const QVariantMap &settings,
+                               const QString &triggeringPath);
     void renewWatch(const QString &path);
     QVariantMap settingsFor(const QString &path) const;
 

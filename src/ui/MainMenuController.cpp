@@ -58,6 +58,8 @@ const QString LatestVersionKey = QStringLiteral("latestVersion");
 const QString LatestBuildKey = QStringLiteral("latestBuild");
 
 constexpr int AlertIconSize = 64;
+// Themes other than KDE's and GNOME's give QKeySequence::Preferences no keys.
+const QKeySequence PreferencesShortcut(Qt::CTRL | Qt::Key_Comma);
 
 // Free-standing, shown without blocking; the texts come from the network and
 // are shown literally.
@@ -65,6 +67,7 @@ QMessageBox *createAlert(const QString &title, const QString &message)
 {
     auto *alert = new QMessageBox(QMessageBox::NoIcon, AppName, title);
     alert->setAttribute(Qt::WA_DeleteOnClose);
+    alert->setWindowModality(Qt::NonModal);
     alert->setIconPixmap(ApplicationIcon::pixmap(AlertIconSize, alert->devicePixelRatio()));
     alert->setTextFormat(Qt::PlainText);
     alert->setInformativeText(message);
@@ -77,7 +80,7 @@ void showAlertWithButton(const QString &title, const QString &message, const QSt
 {
     QMessageBox *alert = createAlert(title, message);
     alert->setDefaultButton(alert->addButton(button, QMessageBox::AcceptRole));
-    alert->open();
+    alert->show();
 }
 
 } // namespace
@@ -170,7 +173,7 @@ void MainMenuController::createActions()
 {
     m_showAppWindowAction = createAction(ShowAppWindowText, &MainMenuController::showAppWindow);
     m_preferencesAction =
-        createAction(PreferencesText, &MainMenuController::openPreferencesWindow, QKeySequence::Preferences);
+        createAction(PreferencesText, &MainMenuController::openPreferencesWindow, PreferencesShortcut);
     m_aboutAction = createAction(AboutText, &MainMenuController::openAboutWindow);
     m_helpAction = createAction(HelpText, &MainMenuController::openHelp, QKeySequence::HelpContents);
     m_checkForUpdatesAction = createAction(CheckForUpdatesText, &MainMenuController::checkForApplicationUpdates);
@@ -197,18 +200,28 @@ void MainMenuController::scheduleStartupUpdateCheck()
     m_updateTimer->start(StartupUpdateCheckDelayMs);
 }
 
+// The timer itself may be calling.
+void MainMenuController::cancelStartupUpdateCheck()
+{
+    if (QTimer *timer = std::exchange(m_updateTimer, nullptr)) {
+        timer->stop();
+        timer->deleteLater();
+    }
+}
+
 // A check the user starts replaces the start-up check; checks that overlap
 // each run to the end.
 void MainMenuController::beginCheckingForUpdates(bool silentFail)
 {
-    delete std::exchange(m_updateTimer, nullptr);
+    cancelStartupUpdateCheck();
     const QVariantMap parameters{{SilentFailKey, silentFail}};
     m_appDelegate->appController()->showSpinnerWithMessage(CheckingForUpdatesMessage);
 
     auto handBack = std::make_shared<QVariantMap>();
     QThread *thread = QThread::create(
         [parameters, handBack] { *handBack = asynchronouslyFetchAppUpdateInfoWithParameters(parameters); });
-    connect(thread, &QThread::finished, this, [this, handBack] { didFinishFetchingAppUpdateInfoWithResult(*handBack); });
+    connect(thread, &QThread::finished, this,
+            [this, handBack] { didFinishFetchingAppUpdateInfoWithResult(*handBack); });
     connect(thread, &QThread::finished, thread, &QObject::deleteLater);
     thread->start();
 }
@@ -250,7 +263,7 @@ void MainMenuController::showUpdateResult(const QVariantMap &feed, bool silentFa
         alert->setDefaultButton(yes);
         connect(alert, &QMessageBox::buttonClicked, this,
                 [this, yes](QAbstractButton *clicked) { appUpgradeSheetDidEnd(clicked == yes); });
-        alert->open();
+        alert->show();
     } else if (silentFail) {
         return;
     } else if (ordering == 0) {

@@ -43,11 +43,8 @@ public:
     void quitApp();
 
     QSystemTrayIcon *statusItem() const { return m_statusItem; }
-    QMenu *statusBarMenu() const { return m_statusBarMenu.get(); }
     PreferencesController *prefController() const { return m_prefController.get(); }
     AboutWindowController *aboutController() const { return m_aboutController.get(); }
-    // The start-up check while it waits.
-    QTimer *updateTimer() const { return m_updateTimer; }
 
 private:
     QAction *createAction(const QString &text, void (MainMenuController::*command)(),
@@ -55,6 +52,7 @@ private:
     void createActions();
     void buildStatusBarMenu();
     void scheduleStartupUpdateCheck();
+    void cancelStartupUpdateCheck();
     void beginCheckingForUpdates(bool silentFail);
     static QVariantMap asynchronouslyFetchAppUpdateInfoWithParameters(const QVariantMap &parameters);
     void didFinishFetchingAppUpdateInfoWithResult(const QVariantMap &handBack);

@@ -14,6 +14,8 @@
 #include <QStyle>
 #include <QVBoxLayout>
 
+#include <algorithm>
+
 namespace {
 
 const QString WindowTitle = QStringLiteral("Cascader Preferences");
@@ -80,6 +82,7 @@ PreferencesController::PreferencesController(QWidget *parent) : QDialog(parent)
     layout->addWidget(buildAppModeSection());
     layout->addWidget(buttons);
     layout->setSizeConstraint(QLayout::SetFixedSize);
+    alignRowLabels();
 
     showUserDefaults();
 }
@@ -183,6 +186,22 @@ QWidget *PreferencesController::buildAppModeSection()
     controls->addWidget(note, 1, 1);
     controls->setColumnStretch(1, 1);
     return createSection(AppModeTitle, controls, this);
+}
+
+// The labels in front of the slider and the box, one above the other, are
+// made as wide as each other so that the controls line up.
+void PreferencesController::alignRowLabels()
+{
+    QList<QLabel *> rowLabels;
+    int width = 0;
+    for (QLabel *label : findChildren<QLabel *>()) {
+        if (!label->buddy())
+            continue;
+        rowLabels << label;
+        width = std::max(width, label->sizeHint().width());
+    }
+    for (QLabel *label : rowLabels)
+        label->setMinimumWidth(width);
 }
 
 // Showing a value must not write it back.

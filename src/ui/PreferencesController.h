@@ -47,6 +47,7 @@ private:
     QWidget *buildCompilingSection();
     QWidget *buildRefreshSection();
     QWidget *buildAppModeSection();
+    void alignRowLabels();
     void showUserDefaults();
 
     QString m_jRefreshLabelString;

@@ -1,4 +1,4 @@
-#include "EditorSave.h"
+#include "FileActions.h"
 #include "engine/ZRMLessCompiler.h"
 #include "engine/ZRMLessCompilerDelegate.h"
 #include "support/NotificationCenter.h"
@@ -14,7 +14,7 @@
 
 #include <memory>
 
-using EditorSave::Pattern;
+using FileActions::Save;
 using namespace ZRMLessCompilerKey;
 namespace Settings = ZRMCompilingSettingsKey;
 
@@ -25,30 +25,12 @@ constexpr int Timeout = 30000;
 const QString Started = ZRMLCStartedCompilingAFileNotification;
 const QString Succeeded = ZRMLCCompiledFileSuccessfullyNotification;
 const QString Failed = ZRMLCFailedToCompileFileNotification;
-const QString BeganWatching = ZRMLCBeganWatchingNewFileNotification;
-const QString StoppedWatching = ZRMLCStoppedWatchingFileNotification;
 const QString NotFound = ZRMLCFailedToFindCompilerEngineNotification;
-const QString OutputFolderMissing = QStringLiteral(
-    "The output path you selected for this file no longer exists. Choose a new path or refresh the "
-    "watched files list.");
+const QStringList AllResultKeys{File, LinkedToFile, Result, Successful, Time};
 
 ZRMLessCompiler *engine()
 {
     return ZRMLessCompiler::sharedLessCompiler();
-}
-
-QByteArray contentOf(const QString &path)
-{
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-}
-
-void writeFile(const QString &path, const QByteArray &content)
-{
-    QDir().mkpath(QFileInfo(path).absolutePath());
-    QFile file(path);
-    if (!file.open(QIODevice::WriteOnly) || file.write(content) != content.size())
-        qFatal("cannot write %s", qPrintable(path));
 }
 
 QByteArray lessWithColor(const QByteArray &color)
@@ -61,24 +43,18 @@ QByteArray cssWithColor(const QByteArray &color)
     return "a {\n  color: " + color + ";\n}\n";
 }
 
-struct HandRun
-{
-    int exitCode;
-    QString standardError;
-};
-
-// The compiler run by hand, as a user would in a terminal.
-HandRun runLesscByHand(const QString &input, const QString &output, bool compress)
+// The compiler run by hand, as a user would in a terminal; its standard error.
+QString runLesscByHand(const QString &input, const QString &output, bool compress)
 {
     const QString bin = QStringLiteral("engines/bin");
     QStringList arguments{Resources::pathForResource(QStringLiteral("lessc"), {}, bin), input, output};
     if (compress)
         arguments << QStringLiteral("--yui-compress");
-    arguments << QStringLiteral("--no-color");
     QProcess process;
-    process.start(Resources::pathForResource(QStringLiteral("node"), {}, bin), arguments);
+    process.start(Resources::pathForResource(QStringLiteral("node"), {}, bin),
+                  arguments << QStringLiteral("--no-color"));
     process.waitForFinished(-1);
-    return {process.exitCode(), QString::fromUtf8(process.readAllStandardError())};
+    return QString::fromUtf8(process.readAllStandardError());
 }
 
 // Answers with the settings a test gave it and remembers who asked.
@@ -95,9 +71,9 @@ public:
     QStringList asked;
 };
 
-QVariantMap autoCompiled(const QString &outputPath, const QStringList &importers = {})
+QVariantMap settings(const QString &outputPath, bool autoCompile = true, const QStringList &importers = {})
 {
-    return {{Settings::ShouldAutoCompile, true},
+    return {{Settings::ShouldAutoCompile, autoCompile},
             {Settings::OutputPath, outputPath},
             {Settings::ShouldCompressOutput, false},
             {Settings::LinkedFilesToCompile, importers}};
@@ -119,11 +95,8 @@ private Q_SLOTS:
 
     void compilesProject_data();
     void compilesProject();
-    void compilerErrorIsReported();
     void fakeCompiler_data();
     void fakeCompiler();
-    void outputFolderMissing_data();
-    void outputFolderMissing();
     void unusableCompiler_data();
     void unusableCompiler();
     void watchList();
@@ -138,7 +111,7 @@ private Q_SLOTS:
 
 private:
     QString path(const QString &relative) const { return m_root->filePath(relative); }
-    QList<Notification> posted(const QString &name, const QString &file = {}) const;
+    QList<QVariantMap> posted(const QString &name, const QString &file = {}) const;
     QString useFakeEngines(NodeState node, bool withLessc, const QByteArray &script = "exit 0");
     bool flush();
 
@@ -152,25 +125,26 @@ private:
 void TestZRMLessCompiler::init()
 {
     m_root = std::make_unique<QTemporaryDir>();
-    m_notifications.clear();
-    m_observer = std::make_unique<QObject>();
-    // Only what concerns this test's files: compiles of earlier tests may still end.
-    NotificationCenter::defaultCenter()->addObserver(m_observer.get(), {}, [this](const Notification &posted) {
-        const QString file = posted.userInfo.value(File).toString();
-        if (posted.sender == engine() && (file.isEmpty() || file.startsWith(m_root->path())))
-            m_notifications.append(posted);
-    });
-
     m_delegate = SettingsDelegate();
     engine()->setCompilerDelegate(&m_delegate);
     m_marker = path(QStringLiteral("marker.less"));
-    writeFile(m_marker, "marker");
+    FileActions::create(m_marker, "marker");
     engine()->watchLessFileAtPath(m_marker);
+
     m_notifications.clear();
+    m_observer = std::make_unique<QObject>();
+    // Only what concerns this test's files: compiles of earlier tests may still end.
+    const auto record = [this](const Notification &posted) {
+        const QString file = posted.userInfo.value(File).toString();
+        if (posted.sender == engine() && (file.isEmpty() || file.startsWith(m_root->path())))
+            m_notifications.append(posted);
+    };
+    NotificationCenter::defaultCenter()->addObserver(m_observer.get(), {}, record);
 }
 
 void TestZRMLessCompiler::cleanup()
 {
+    m_observer.reset();
     for (const QString &watched : engine()->watchedLessFiles())
         engine()->stopWatchingLessFileAtPath(watched);
     engine()->setCompilerDelegate(nullptr);
@@ -178,16 +152,15 @@ void TestZRMLessCompiler::cleanup()
         qunsetenv("CASCADER_RESOURCES");
         engine()->findCompiler();
     }
-    m_observer.reset();
     m_root.reset();
 }
 
-QList<Notification> TestZRMLessCompiler::posted(const QString &name, const QString &file) const
+QList<QVariantMap> TestZRMLessCompiler::posted(const QString &name, const QString &file) const
 {
-    QList<Notification> found;
+    QList<QVariantMap> found;
     for (const Notification &notification : m_notifications) {
         if (notification.name == name && (file.isEmpty() || notification.userInfo.value(File) == file))
-            found.append(notification);
+            found.append(notification.userInfo);
     }
     return found;
 }
@@ -198,37 +171,27 @@ QList<Notification> TestZRMLessCompiler::posted(const QString &name, const QStri
 bool TestZRMLessCompiler::flush()
 {
     const qsizetype asked = m_delegate.asked.count(m_marker);
-    EditorSave::writeInPlace(m_marker, QByteArray::number(asked));
+    FileActions::writeInPlace(m_marker, QByteArray::number(asked));
     return QTest::qWaitFor([&] { return m_delegate.asked.count(m_marker) > asked; }, Timeout);
 }
 
-// A resource folder whose node is a shell script (or something worse).
+// A resource folder whose node is a shell script that notes each run (or
+// something worse), made the engine's.
 QString TestZRMLessCompiler::useFakeEngines(NodeState node, bool withLessc, const QByteArray &script)
 {
     const QString resources = path(QStringLiteral("fake resources"));
-    const QString bin = resources + QStringLiteral("/engines/bin");
-    const QString nodePath = bin + QStringLiteral("/node");
-    QDir().mkpath(bin);
-    if (withLessc) {
-        writeFile(bin + QStringLiteral("/lessc"), "// not read by the fake node\n");
-        QFile::setPermissions(bin + QStringLiteral("/lessc"), QFile::ReadOwner | QFile::ExeOwner);
-    }
+    const QString nodePath = resources + QStringLiteral("/engines/bin/node");
     const QFile::Permissions executable = QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner;
-    switch (node) {
-    case NodeState::Missing:
-        break;
-    case NodeState::NotAProgram:
-        writeFile(nodePath, QByteArray("\x7f\x01\x02 not a program", 18));
-        QFile::setPermissions(nodePath, executable);
-        break;
-    case NodeState::NotExecutable:
-    case NodeState::Script:
-    case NodeState::LosesExecuteBit:
-        writeFile(nodePath, "#!/bin/sh\necho run >> \"" + QFile::encodeName(path(QStringLiteral("runs")))
-                                + "\"\n" + script + "\n");
-        QFile::setPermissions(nodePath, node == NodeState::NotExecutable ? QFile::ReadOwner : executable);
-        break;
-    }
+    QDir().mkpath(resources + QStringLiteral("/engines/bin"));
+    if (withLessc)
+        FileActions::create(resources + QStringLiteral("/engines/bin/lessc"), "// not read\n", executable);
+    if (node == NodeState::NotAProgram)
+        FileActions::create(nodePath, QByteArray("\x7f\x01\x02 not a program", 18), executable);
+    else if (node != NodeState::Missing)
+        FileActions::create(nodePath,
+                  "#!/bin/sh\necho run >> '" + QFile::encodeName(path(QStringLiteral("runs"))) + "'\n"
+                      + script,
+                  node == NodeState::NotExecutable ? QFile::ReadOwner : executable);
     qputenv("CASCADER_RESOURCES", QFile::encodeName(resources));
     engine()->findCompiler();
     if (node == NodeState::LosesExecuteBit)
@@ -240,140 +203,110 @@ void TestZRMLessCompiler::compilesProject_data()
 {
     QTest::addColumn<QString>("fileName");
     QTest::addColumn<bool>("compress");
+    QTest::addColumn<QByteArray>("rule");
 
-    QTest::newRow("plain") << "site.less" << false;
-    QTest::newRow("compressed") << "site.less" << true;
-    QTest::newRow("name with spaces, accents and quotes") << "my site ü \"q\" 'x'.less" << false;
+    const QByteArray valid = "nav { color: @accent; .rounded(6px); "
+                             "a { .spaced(); color: darken(@accent, 10%); } }";
+    QTest::newRow("plain") << "site.less" << false << valid;
+    QTest::newRow("compressed") << "site.less" << true << valid;
+    QTest::newRow("name with spaces, accents and quotes") << "my site ü \"q\" 'x'.less" << false << valid;
+    QTest::newRow("compiler error") << "site.less" << false << QByteArray("a { color: @undefined; }");
 }
 
-// Variables, mixins and imports across files give exactly the CSS of a run by hand.
+// Variables, mixins and imports across files give exactly the CSS of a run
+// by hand; an error, exactly its message, trimmed.
 void TestZRMLessCompiler::compilesProject()
 {
     QFETCH(QString, fileName);
     QFETCH(bool, compress);
+    QFETCH(QByteArray, rule);
 
-    writeFile(path(QStringLiteral("less/base/variables.less")), "@accent: #336699;\n@gap: 4px;\n");
-    writeFile(path(QStringLiteral("less/mixins.less")),
+    FileActions::create(path(QStringLiteral("less/base/variables.less")), "@accent: #336699;\n@gap: 4px;\n");
+    FileActions::create(path(QStringLiteral("less/mixins.less")),
               ".rounded(@radius: 2px) { border-radius: @radius; }\n.spaced() { margin: @gap * 2; }\n");
     const QString input = path(QStringLiteral("less/") + fileName);
-    writeFile(input, "@import 'base/variables';\n@import \"mixins.less\";\n"
-                     "nav { color: @accent; .rounded(6px); a { .spaced(); color: darken(@accent, 10%); } }\n");
+    FileActions::create(input, "@import 'base/variables';\n@import \"mixins.less\";\n" + rule + "\n");
     const QString output = path(QStringLiteral("css out/") + fileName + QStringLiteral(".css"));
     const QString byHand = path(QStringLiteral("by hand.css"));
     QDir().mkpath(path(QStringLiteral("css out")));
-    QCOMPARE(runLesscByHand(input, byHand, compress).exitCode, 0);
+    const QString error = runLesscByHand(input, byHand, compress).trimmed();
+    const bool valid = error.isEmpty();
 
     engine()->compileFileAtPath(input, output, compress);
     QCOMPARE(posted(Started).size(), 1);
-    const QVariantMap start = posted(Started).first().userInfo;
+    const QVariantMap start = posted(Started).first();
     QCOMPARE(start.keys(), QStringList({File, Time}));
     QCOMPARE(start.value(File).toString(), input);
 
-    QTRY_COMPARE_WITH_TIMEOUT(posted(Succeeded).size(), 1, Timeout);
-    QVERIFY(posted(Failed).isEmpty());
-    const QVariantMap result = posted(Succeeded).first().userInfo;
-    QCOMPARE(result.keys(), QStringList({File, LinkedToFile, Result, Successful, Time}));
+    QTRY_COMPARE_WITH_TIMEOUT(posted(valid ? Succeeded : Failed).size(), 1, Timeout);
+    QVERIFY(posted(valid ? Failed : Succeeded).isEmpty());
+    const QVariantMap result = posted(valid ? Succeeded : Failed).first();
+    QCOMPARE(result.keys(), AllResultKeys);
     QCOMPARE(result.value(File).toString(), input);
     QCOMPARE(result.value(LinkedToFile).toString(), QString());
-    QCOMPARE(result.value(Result).toString(), QStringLiteral("Success!"));
-    QCOMPARE(result.value(Successful), QVariant(true));
+    QCOMPARE(result.value(Result).toString(), valid ? QStringLiteral("Success!") : error);
+    QCOMPARE(result.value(Successful), QVariant(valid));
     QVERIFY(result.value(Time).toDateTime() >= start.value(Time).toDateTime());
-
-    const QByteArray css = contentOf(output);
-    QCOMPARE(css, contentOf(byHand));
-    QVERIFY(css.contains("border-radius"));
-    QCOMPARE(css.contains('\n'), !compress);
-}
-
-void TestZRMLessCompiler::compilerErrorIsReported()
-{
-    const QString input = path(QStringLiteral("broken.less"));
-    const QString output = path(QStringLiteral("broken.css"));
-    writeFile(input, "a { color: @undefined; }\n");
-    const HandRun byHand = runLesscByHand(input, path(QStringLiteral("by hand.css")), false);
-    QCOMPARE_NE(byHand.exitCode, 0);
-
-    engine()->compileFileAtPath(input, output, false);
-    QTRY_COMPARE_WITH_TIMEOUT(posted(Failed).size(), 1, Timeout);
-    const QVariantMap result = posted(Failed).first().userInfo;
-    QCOMPARE(result.value(Result).toString(), byHand.standardError.trimmed());
-    QVERIFY(result.value(Result).toString().contains(QStringLiteral("@undefined is undefined")));
-    QCOMPARE(result.value(Successful), QVariant(false));
-    QVERIFY(posted(Succeeded).isEmpty());
-    QVERIFY(!QFile::exists(output));
+    QCOMPARE(FileActions::contentOf(output), FileActions::contentOf(byHand));
+    if (valid)
+        QCOMPARE(FileActions::contentOf(output).contains('\n'), !compress);
+    else
+        QVERIFY(error.contains(QStringLiteral("@undefined is undefined")));
 }
 
 void TestZRMLessCompiler::fakeCompiler_data()
 {
     QTest::addColumn<QByteArray>("script");
     QTest::addColumn<bool>("compress");
-    QTest::addColumn<QString>("expectedResult");
-    QTest::addColumn<bool>("successful");
+    QTest::addColumn<QString>("output"); // "gone": in a deleted folder; empty: none
+    QTest::addColumn<QString>("result");
 
     const QByteArray printArguments = "printf '%s\\n' \"$@\" >&2; exit 1";
+    const QString missingFolder = QStringLiteral(
+        "The output path you selected for this file no longer exists. Choose a new path or refresh the "
+        "watched files list.");
     QTest::newRow("arguments, compressed")
-        << printArguments << true << "<lessc>\n<in>\n<out>\n--yui-compress\n--no-color" << false;
-    QTest::newRow("arguments, plain") << printArguments << false << "<lessc>\n<in>\n<out>\n--no-color" << false;
+        << printArguments << true << "out put.css" << "<lessc>\n<in>\n<out>\n--yui-compress\n--no-color";
+    QTest::newRow("arguments, plain")
+        << printArguments << false << "out put.css" << "<lessc>\n<in>\n<out>\n--no-color";
     QTest::newRow("standard error trimmed")
         << QByteArray("printf '  \\n\\t  first line\\n  second line  \\n\\n\\n' >&2; exit 2") << false
-        << "first line\n  second line" << false;
+        << "out put.css" << "first line\n  second line";
     QTest::newRow("exit status 0 is success whatever it printed")
-        << QByteArray("echo 'only a warning' >&2; exit 0") << false << "Success!" << true;
+        << QByteArray("echo 'only a warning' >&2; exit 0") << false << "out put.css" << "Success!";
+    QTest::newRow("output folder deleted") << QByteArray() << false << "gone" << missingFolder;
+    QTest::newRow("no output path") << QByteArray() << false << "" << missingFolder;
 }
 
 void TestZRMLessCompiler::fakeCompiler()
 {
     QFETCH(QByteArray, script);
     QFETCH(bool, compress);
-    QFETCH(QString, expectedResult);
-    QFETCH(bool, successful);
+    QFETCH(QString, output);
+    QFETCH(QString, result);
 
     useFakeEngines(NodeState::Script, true, script);
     const QString input = path(QStringLiteral("in put.less"));
-    const QString output = path(QStringLiteral("out put.css"));
-    writeFile(input, "a {}");
-    engine()->compileFileAtPath(input, output, compress);
-
-    QTRY_COMPARE_WITH_TIMEOUT(posted(successful ? Succeeded : Failed).size(), 1, Timeout);
-    const QVariantMap result = posted(successful ? Succeeded : Failed).first().userInfo;
-    expectedResult.replace(QStringLiteral("<lessc>"), engine()->pathToCompiler())
-        .replace(QStringLiteral("<in>"), input)
-        .replace(QStringLiteral("<out>"), output);
-    QCOMPARE(result.value(Result).toString(), expectedResult);
-    QCOMPARE(result.value(Successful), QVariant(successful));
-}
-
-void TestZRMLessCompiler::outputFolderMissing_data()
-{
-    QTest::addColumn<bool>("hasOutputPath");
-    QTest::addColumn<QStringList>("resultKeys");
-
-    QTest::newRow("output folder deleted") << true << QStringList({File, LinkedToFile, Result, Successful, Time});
-    // The request's values end at the missing output path, and so do the result's.
-    QTest::newRow("no output path") << false << QStringList({File, Result, Successful, Time});
-}
-
-// No process starts, but the start notification was posted.
-void TestZRMLessCompiler::outputFolderMissing()
-{
-    QFETCH(bool, hasOutputPath);
-    QFETCH(QStringList, resultKeys);
-
-    useFakeEngines(NodeState::Script, true);
-    const QString input = path(QStringLiteral("styles.less"));
-    writeFile(input, "a {}");
-    QVERIFY(QDir().mkpath(path(QStringLiteral("gone"))));
-    QVERIFY(QDir().rmdir(path(QStringLiteral("gone"))));
-
-    engine()->compileFileAtPath(input, hasOutputPath ? path(QStringLiteral("gone/styles.css")) : QString(),
-                                false);
+    const QString outputPath = output.isEmpty() ? QString()
+                               : output == "gone" ? path(QStringLiteral("gone/out.css"))
+                                                  : path(output);
+    FileActions::create(input, "a {}");
+    engine()->compileFileAtPath(input, outputPath, compress);
     QCOMPARE(posted(Started).size(), 1);
-    QTRY_COMPARE_WITH_TIMEOUT(posted(Failed).size(), 1, Timeout);
-    const QVariantMap result = posted(Failed).first().userInfo;
-    QCOMPARE(result.keys(), resultKeys);
-    QCOMPARE(result.value(Result).toString(), OutputFolderMissing);
-    QCOMPARE(result.value(Successful), QVariant(false));
-    QVERIFY(!QFile::exists(path(QStringLiteral("runs"))));
+
+    const bool successful = result == "Success!";
+    QTRY_COMPARE_WITH_TIMEOUT(posted(successful ? Succeeded : Failed).size(), 1, Timeout);
+    const QVariantMap notified = posted(successful ? Succeeded : Failed).first();
+    result.replace(QStringLiteral("<lessc>"), engine()->pathToCompiler())
+        .replace(QStringLiteral("<in>"), input)
+        .replace(QStringLiteral("<out>"), outputPath);
+    QCOMPARE(notified.value(Result).toString(), result);
+    QCOMPARE(notified.value(Successful), QVariant(successful));
+    // Without an output path the request's values, and so the result's, end before the label.
+    const QStringList keysWithoutLabel{File, Result, Successful, Time};
+    QCOMPARE(notified.keys(), outputPath.isNull() ? keysWithoutLabel : AllResultKeys);
+    // Only an existing output folder starts the compiler.
+    QCOMPARE(QFile::exists(path(QStringLiteral("runs"))), output.contains(u'.'));
 }
 
 void TestZRMLessCompiler::unusableCompiler_data()
@@ -397,12 +330,11 @@ void TestZRMLessCompiler::unusableCompiler()
     QFETCH(QString, reason);
 
     const QString nodePath = useFakeEngines(node, withLessc);
-    const QString input = path(QStringLiteral("styles.less"));
-    writeFile(input, "a {}");
     QCOMPARE(posted(NotFound).size(), reason.isEmpty() ? 1 : 0);
     m_notifications.clear();
 
-    engine()->compileFileAtPath(input, path(QStringLiteral("styles.css")), false);
+    engine()->compileFileAtPath(path(QStringLiteral("styles.less")), path(QStringLiteral("styles.css")),
+                                false);
     if (reason.isEmpty()) {
         // Nothing was queued, so nothing more can come.
         QCOMPARE(m_notifications.size(), 1);
@@ -412,42 +344,42 @@ void TestZRMLessCompiler::unusableCompiler()
     }
     QCOMPARE(posted(Started).size(), 1);
     QTRY_COMPARE_WITH_TIMEOUT(posted(Failed).size(), 1, Timeout);
-    const QString result = posted(Failed).first().userInfo.value(Result).toString();
-    QVERIFY2(result.startsWith(QStringLiteral("Could not start the LESS compiler (%1): ").arg(nodePath)),
+    const QString result = posted(Failed).first().value(Result).toString();
+    QVERIFY2(result.startsWith(QStringLiteral("Could not start the LESS compiler (%1): ").arg(nodePath))
+                 && result.endsWith(reason),
              qPrintable(result));
-    QVERIFY2(result.endsWith(reason), qPrintable(result));
 }
 
 void TestZRMLessCompiler::watchList()
 {
     const QString missing = path(QStringLiteral("missing.less"));
-    QTest::ignoreMessage(QtWarningMsg, qPrintable(QStringLiteral(
-        "ZRMLessCompiler was asked to watch a LESS file that does not exist. This file was NOT added to "
-        "the watch list: %1").arg(missing)));
+    QTest::ignoreMessage(QtWarningMsg, qPrintable("ZRMLessCompiler was asked to watch a LESS file that does "
+                                                  "not exist. This file was NOT added to the watch list: "
+                                                  + missing));
     engine()->watchLessFileAtPath(missing);
     QVERIFY(m_notifications.isEmpty());
 
     const QString file = path(QStringLiteral("watched.less"));
-    writeFile(file, "a {}");
+    FileActions::create(file, "a {}");
     engine()->watchLessFileAtPath(file);
     engine()->watchLessFileAtPath(file);
-    QCOMPARE(posted(BeganWatching).size(), 1);
-    QCOMPARE(engine()->watchedLessFiles(), QStringList({m_marker, file}));
-    const QVariantMap began = posted(BeganWatching).first().userInfo;
-    QCOMPARE(began.value(File).toString(), file);
-    QVERIFY(began.value(Time).toDateTime().isValid());
-    QCOMPARE(began.value(Result).value<StyledText>(),
-             StyledText(QStringLiteral("Watching for changes."), StyledText::Grey));
-
     engine()->stopWatchingLessFileAtPath(path(QStringLiteral("never watched.less")));
-    QCOMPARE(posted(StoppedWatching).size(), 0);
+    QCOMPARE(engine()->watchedLessFiles(), QStringList({m_marker, file}));
     engine()->stopWatchingLessFileAtPath(file);
-    QCOMPARE(posted(StoppedWatching).size(), 1);
-    QCOMPARE(posted(StoppedWatching).first().userInfo.value(Result).value<StyledText>(),
-             StyledText(QStringLiteral("Stopped watching for changes."), StyledText::Grey));
     QCOMPARE(engine()->watchedLessFiles(), QStringList{m_marker});
 
-    EditorSave::writeInPlace(file, "b {}");
+    const QStringList expected{ZRMLCBeganWatchingNewFileNotification, ZRMLCStoppedWatchingFileNotification};
+    const QStringList messages{"Watching for changes.", "Stopped watching for changes."};
+    QCOMPARE(m_notifications.size(), 2);
+    for (int i = 0; i < 2; ++i) {
+        QCOMPARE(m_notifications.at(i).name, expected.at(i));
+        const QVariantMap payload = m_notifications.at(i).userInfo;
+        QCOMPARE(payload.value(File).toString(), file);
+        QVERIFY(payload.value(Time).toDateTime().isValid());
+        QCOMPARE(payload.value(Result).value<StyledText>(), StyledText(messages.at(i), StyledText::Grey));
+    }
+
+    FileActions::writeInPlace(file, "b {}");
     QVERIFY(flush());
     QVERIFY(!m_delegate.asked.contains(file));
 }
@@ -460,11 +392,11 @@ void TestZRMLessCompiler::importers_data()
     QTest::addColumn<QStringList>("expected"); // file name: linked-to label
 
     const QString label = QStringLiteral("[Triggered by: base.less]");
-    QTest::newRow("only one importer set to compile")
-        << false << true << false << QStringList{"first.less: " + label};
-    QTest::newRow("all set to compile") << true << true << true
-                                        << QStringList{"base.less: ", "first.less: " + label,
-                                                       "second.less: " + label};
+    QTest::newRow("only one importer set to compile") << false << true << false
+                                                      << QStringList{"first.less: " + label};
+    QTest::newRow("all set to compile")
+        << true << true << true
+        << QStringList{"base.less: ", "first.less: " + label, "second.less: " + label};
     QTest::newRow("none set to compile") << false << false << false << QStringList();
 }
 
@@ -481,76 +413,70 @@ void TestZRMLessCompiler::importers()
     const QString first = path(QStringLiteral("first.less"));
     const QString second = path(QStringLiteral("second.less"));
     const QString third = path(QStringLiteral("imports first.less"));
-    writeFile(base, "@color: red;\n");
-    writeFile(first, "@import 'base';\na { color: @color; }\n");
-    writeFile(second, "@import 'base';\nb { color: @color; }\n");
-    writeFile(third, "@import 'first';\n");
-    const auto settings = [&](const QString &file, bool compiles, const QStringList &importers) {
-        QVariantMap values = autoCompiled(file + QStringLiteral(".css"), importers);
-        values.insert(Settings::ShouldAutoCompile, compiles);
-        return values;
-    };
-    m_delegate.settings = {{base, settings(base, baseCompiles, {first, second})},
-                           {first, settings(first, firstCompiles, {third})},
-                           {second, settings(second, secondCompiles, {})},
-                           {third, settings(third, true, {})}};
+    FileActions::create(base, "@color: red;\n");
+    FileActions::create(first, "@import 'base';\na { color: @color; }\n");
+    FileActions::create(second, "@import 'base';\nb { color: @color; }\n");
+    FileActions::create(third, "@import 'first';\n");
+    m_delegate.settings = {{base, settings(base + ".css", baseCompiles, {first, second})},
+                           {first, settings(first + ".css", firstCompiles, {third})},
+                           {second, settings(second + ".css", secondCompiles)},
+                           {third, settings(third + ".css")}};
     engine()->watchLessFileAtPath(base);
 
-    EditorSave::writeInPlace(base, "@color: blue;\n");
+    FileActions::writeInPlace(base, "@color: blue;\n");
     QVERIFY(flush());
     QCOMPARE(posted(Started).size(), expected.size());
     QTRY_COMPARE_WITH_TIMEOUT(posted(Succeeded).size(), expected.size(), Timeout);
     QStringList compiled;
-    for (const Notification &notification : posted(Succeeded)) {
-        compiled.append(QFileInfo(notification.userInfo.value(File).toString()).fileName() + QStringLiteral(": ")
-                        + notification.userInfo.value(LinkedToFile).toString());
-    }
+    for (const QVariantMap &result : posted(Succeeded))
+        compiled.append(QFileInfo(result.value(File).toString()).fileName() + ": "
+                        + result.value(LinkedToFile).toString());
     compiled.sort();
     QCOMPARE(compiled, expected);
 }
 
 void TestZRMLessCompiler::editorSaves_data()
 {
-    QTest::addColumn<Pattern>("pattern");
+    QTest::addColumn<Save>("pattern");
     QTest::addColumn<bool>("deletedFirst");
 
-    QTest::newRow("in place") << Pattern::InPlace << false;
-    QTest::newRow("in chunks") << Pattern::InPlaceInChunks << false;
-    QTest::newRow("temporary file renamed over") << Pattern::TempFileRenamedOver << false;
-    QTest::newRow("backup, then new file") << Pattern::BackupThenNewFile << false;
-    QTest::newRow("delete, then new file") << Pattern::DeleteThenNewFile << false;
-    QTest::newRow("deleted, created again later") << Pattern::InPlace << true;
+    QTest::newRow("in place") << Save::InPlace << false;
+    QTest::newRow("in chunks") << Save::InPlaceInChunks << false;
+    QTest::newRow("temporary file renamed over") << Save::TempFileRenamedOver << false;
+    QTest::newRow("backup, then new file") << Save::BackupThenNewFile << false;
+    QTest::newRow("delete, then new file") << Save::DeleteThenNewFile << false;
+    QTest::newRow("deleted, created again later") << Save::InPlace << true;
 }
 
 // Every save compiles once, with the new content, and the next save is seen.
 void TestZRMLessCompiler::editorSaves()
 {
-    QFETCH(Pattern, pattern);
+    QFETCH(Save, pattern);
     QFETCH(bool, deletedFirst);
 
     const QString file = path(QStringLiteral("site ü.less"));
     const QString output = path(QStringLiteral("site ü.css"));
-    writeFile(file, lessWithColor("#111111"));
-    m_delegate.settings.insert(file, autoCompiled(output));
+    FileActions::create(file, lessWithColor("#111111"));
+    m_delegate.settings.insert(file, settings(output));
     engine()->watchLessFileAtPath(file);
 
     if (deletedFirst) {
-        EditorSave::remove(file);
+        FileActions::remove(file);
         QVERIFY(flush());
-        EditorSave::createFile(file, lessWithColor("#222222"));
+        FileActions::create(file, lessWithColor("#222222"));
     } else {
-        EditorSave::save(pattern, file, lessWithColor("#222222"));
+        FileActions::save(pattern, file, lessWithColor("#222222"));
     }
     QVERIFY(flush());
     QCOMPARE(posted(Started, file).size(), 1);
     QTRY_COMPARE_WITH_TIMEOUT(posted(Succeeded, file).size(), 1, Timeout);
-    QCOMPARE(contentOf(output), cssWithColor("#222222"));
+    QCOMPARE(FileActions::contentOf(output), cssWithColor("#222222"));
 
-    EditorSave::writeInPlace(file, lessWithColor("#333333"));
+    FileActions::writeInPlace(file, lessWithColor("#333333"));
     QVERIFY(flush());
     QCOMPARE(posted(Started, file).size(), 2);
     QTRY_COMPARE_WITH_TIMEOUT(posted(Succeeded, file).size(), 2, Timeout);
-    QCOMPARE(contentOf(output), cssWithColor("#333333"));
+    QCOMPARE(FileActions::contentOf(output), cssWithColor("#333333"));
     QVERIFY(posted(Failed).isEmpty());
 }
 
@@ -559,17 +485,16 @@ void TestZRMLessCompiler::editorSaves()
 void TestZRMLessCompiler::renameCompilesNothing()
 {
     const QString file = path(QStringLiteral("moving.less"));
-    const QString elsewhere = path(QStringLiteral("moved.less"));
-    writeFile(file, lessWithColor("#444444"));
-    m_delegate.settings.insert(file, autoCompiled(path(QStringLiteral("moving.css"))));
+    FileActions::create(file, lessWithColor("#444444"));
+    m_delegate.settings.insert(file, settings(path(QStringLiteral("moving.css"))));
     engine()->watchLessFileAtPath(file);
 
-    EditorSave::rename(file, elsewhere);
+    FileActions::rename(file, path(QStringLiteral("moved.less")));
     QVERIFY(flush());
     QVERIFY(posted(Started).isEmpty());
     QVERIFY(!m_delegate.asked.contains(file));
 
-    EditorSave::rename(elsewhere, file);
+    FileActions::rename(path(QStringLiteral("moved.less")), file);
     QVERIFY(flush());
     QCOMPARE(posted(Started, file).size(), 1);
     QTRY_COMPARE_WITH_TIMEOUT(posted(Succeeded, file).size(), 1, Timeout);
@@ -599,43 +524,37 @@ void TestZRMLessCompiler::folderScan()
     const QString folder = path(QStringLiteral("project"));
     QVERIFY(QDir().mkpath(folder));
     if (entry.startsWith(QStringLiteral("link/"))) {
-        writeFile(path(QStringLiteral("outside/h.less")), "");
+        FileActions::create(path(QStringLiteral("outside/h.less")), "");
         QVERIFY(QFile::link(path(QStringLiteral("outside")), folder + QStringLiteral("/link")));
     } else if (entry.endsWith(u'/')) {
         QVERIFY(QDir().mkpath(folder + u'/' + entry));
         entry.chop(1);
     } else {
-        writeFile(folder + u'/' + entry, "");
+        FileActions::create(folder + u'/' + entry, "");
     }
     const QStringList expected = found ? QStringList{folder + u'/' + entry} : QStringList();
     QCOMPARE(ZRMLessCompiler::getAllLessFilesInDirectory(folder), expected);
     QCOMPARE(ZRMLessCompiler::getAllLessFilesInDirectory(folder + u'/'), expected);
 }
 
+// A folder comes before its entries, and they follow one another without a break.
 void TestZRMLessCompiler::folderScanIsDepthFirst()
 {
     const QString folder = path(QStringLiteral("project"));
-    const QStringList files{"a/1.less", "a/b.less/2.less", "a/b.less/c/3.less", "d/4.less", "5.less"};
-    for (const QString &file : files)
-        writeFile(folder + u'/' + file, "");
+    for (const char *file : {"a/1.less", "a/b.less/2.less", "a/b.less/c/3.less", "d/4.less", "5.less"})
+        FileActions::create(folder + u'/' + QLatin1StringView(file), "");
 
-    const QStringList scanned = ZRMLessCompiler::getAllLessFilesInDirectory(folder);
-    QStringList relative;
-    for (const QString &file : scanned)
-        relative.append(QDir(folder).relativeFilePath(file));
-    QStringList sorted = relative;
+    QStringList scanned;
+    for (const QString &file : ZRMLessCompiler::getAllLessFilesInDirectory(folder))
+        scanned.append(QDir(folder).relativeFilePath(file));
+    QStringList sorted = scanned;
     sorted.sort();
     QCOMPARE(sorted, QStringList({"5.less", "a/1.less", "a/b.less", "a/b.less/2.less", "a/b.less/c/3.less",
                                   "d/4.less"}));
-    // A folder comes before its entries, and they follow one another without a break.
-    QCOMPARE_LT(relative.indexOf(QStringLiteral("a/b.less")), relative.indexOf(QStringLiteral("a/b.less/2.less")));
+    QCOMPARE_LT(scanned.indexOf("a/b.less"), scanned.indexOf("a/b.less/2.less"));
     for (const QString &prefix : {QStringLiteral("a/"), QStringLiteral("a/b.less/")}) {
-        QList<qsizetype> indices;
-        for (qsizetype i = 0; i < relative.size(); ++i) {
-            if (relative.at(i).startsWith(prefix))
-                indices.append(i);
-        }
-        QCOMPARE(indices.last() - indices.first() + 1, indices.size());
+        const QStringList inside = scanned.filter(QRegularExpression(u'^' + prefix));
+        QCOMPARE(scanned.indexOf(inside.last()) - scanned.indexOf(inside.first()) + 1, inside.size());
     }
 }
 

@@ -1,13 +1,15 @@
 #pragma once
 
 #include <QByteArray>
+#include <QFile>
 #include <QMetaType>
 #include <QString>
 
-// Saves a file the ways editors do, with the same system calls.
-namespace EditorSave {
+// File operations for the engine's tests, among them the ways editors save.
+// Each stops the test program on an error: a test cannot go on without its files.
+namespace FileActions {
 
-enum class Pattern {
+enum class Save {
     InPlace, // truncate and write
     InPlaceInChunks, // truncate, then several writes with pauses, one close
     TempFileRenamedOver, // write a temporary file, rename it over the original
@@ -15,15 +17,15 @@ enum class Pattern {
     DeleteThenNewFile, // delete the original, write a new file at the path
 };
 
-void save(Pattern pattern, const QString &path, const QByteArray &content);
-
-// The building blocks: each fails the process on an error, as a test cannot
-// go on without its files.
+void save(Save save, const QString &path, const QByteArray &content);
 void writeInPlace(const QString &path, const QByteArray &content, int chunks = 1);
-void createFile(const QString &path, const QByteArray &content);
+// Makes the folders on the way; fails when the file exists.
+void create(const QString &path, const QByteArray &content, QFile::Permissions permissions = {});
+// Replaces an existing file at to.
 void rename(const QString &from, const QString &to);
 void remove(const QString &path);
+QByteArray contentOf(const QString &path);
 
-} // namespace EditorSave
+} // namespace FileActions
 
-Q_DECLARE_METATYPE(EditorSave::Pattern)
+Q_DECLARE_METATYPE(FileActions::Save)
