@@ -76,7 +76,9 @@ void ZRMDragOverlayWindow::fadeOut()
 {
     const qreal reached = opacity();
     m_fadeInAnimation->stop();
-    if (reached > 0 && m_fadeOutAnimation->state() != QAbstractAnimation::Running)
+    if (reached <= 0)
+        hide();
+    else if (m_fadeOutAnimation->state() != QAbstractAnimation::Running)
         startFrom(m_fadeOutAnimation, 1 - reached);
 }
 

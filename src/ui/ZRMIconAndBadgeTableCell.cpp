@@ -4,6 +4,7 @@
 #include "TableCellStyle.h"
 
 #include <QPainter>
+#include <QPainterPath>
 
 #include <algorithm>
 #include <cmath>

@@ -5,8 +5,10 @@
 #include <QPaintEvent>
 #include <QPainter>
 
+// As high as the image; as wide as its place, showing no more than the image has.
 ZRMStaticImageView::ZRMStaticImageView(QWidget *parent) : QWidget(parent)
 {
+    setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Fixed);
 }
 
 QPixmap ZRMStaticImageView::image() const

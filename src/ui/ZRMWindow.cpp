@@ -13,6 +13,7 @@
 #include "ZRMIconAndBadgeTableCell.h"
 #include "ZRMLessFileTableCell.h"
 #include "ZRMSingleLineItemDelegate.h"
+#include "ZRMStaticImageView.h"
 #include "ZRMTableView.h"
 #include "app/MainAppController.h"
 #include "support/PathUtils.h"
@@ -176,8 +177,16 @@ ZRMWindow::ZRMWindow(MainAppController *appController, QWidget *parent)
     layout->setSpacing(layout->spacing() * 2);
     layout->addWidget(m_splitView, 1);
     layout->addWidget(buildBottomBar());
+    auto *content = new QWidget(this);
+    content->setLayout(layout);
+    // The brand strip runs from edge to edge above everything else.
+    auto *page = new QVBoxLayout;
+    page->setContentsMargins(0, 0, 0, 0);
+    page->setSpacing(0);
+    page->addWidget(new ZRMStaticImageView(this));
+    page->addWidget(content, 1);
     auto *central = new QWidget(this);
-    central->setLayout(layout);
+    central->setLayout(page);
     setCentralWidget(central);
 
     setAcceptDrops(true);
@@ -400,10 +409,13 @@ QWidget *ZRMWindow::buildLogPage()
     m_compilerResultTableView->setItemDelegateForColumn(CompilerArrayController::TimeColumn, singleLine);
     m_compilerResultTableView->setItemDelegateForColumn(CompilerArrayController::FileColumn, singleLine);
     log->logTableColumnWidths(columns);
-    connect(columns, &QHeaderView::sectionResized, log,
-            [log, columns] { log->tableViewColumnDidResize(columns); });
+    // A stretch follows a resize in several steps; the widths are read once they settle.
+    auto *columnsSettled = new QTimer(this);
+    columnsSettled->setSingleShot(true);
+    connect(columnsSettled, &QTimer::timeout, log, [log, columns] { log->tableViewColumnDidResize(columns); });
+    connect(columns, &QHeaderView::sectionResized, columnsSettled, qOverload<>(&QTimer::start));
     connect(log, &CompilerArrayController::rowHeightsChanged, this, &ZRMWindow::measureLogRows);
-    connect(log, &CompilerArrayController::rowHeightsChanged, this, &ZRMWindow::keepLastLogRowReadable);
+    connect(log, &CompilerArrayController::rowHeightsChanged, this, &ZRMWindow::measureLastLogRow);
     connect(log, &QAbstractItemModel::rowsInserted, this,
             [this](const QModelIndex &, int first, int last) { measureLogRows(first, last - first + 1); });
 
@@ -610,16 +622,14 @@ void ZRMWindow::measureLogRows(int first, int count)
         m_compilerResultTableView->setRowHeight(row, log->heightOfRow(row));
 }
 
-// The re-measuring leaves the last row out; it may stay taller than needed,
-// but never cuts its message short.
-void ZRMWindow::keepLastLogRowReadable()
+// The controller's re-measuring leaves the last row out, which would keep the
+// height it had at an old width (a log filled while hidden shows the newest
+// message far too tall); the table measures it itself.
+void ZRMWindow::measureLastLogRow()
 {
-    const int last = m_appController->compilerController()->rowCount() - 1;
-    if (last < 0)
-        return;
-    const int needed = m_appController->compilerController()->heightOfRow(last);
-    if (m_compilerResultTableView->rowHeight(last) < needed)
-        m_compilerResultTableView->setRowHeight(last, needed);
+    const int rows = m_appController->compilerController()->rowCount();
+    if (rows > 0)
+        measureLogRows(rows - 1, 1);
 }
 
 // ---- Drag and drop

@@ -96,7 +96,7 @@ private:
     void startSpinner(const QString &message);
     void stopSpinner();
     void measureLogRows(int first, int count);
-    void keepLastLogRowReadable();
+    void measureLastLogRow();
     void restoreWindowState();
     void saveWindowState() const;
 

@@ -2,22 +2,32 @@
 #include "UiTestSupport.h"
 
 #include "app/MainAppController.h"
-#include "ui/ZRMFlashBadge.h"
+#include "ui/CompilerArrayController.h"
+#include "ui/ZRMDragOverlayView.h"
+#include "ui/ZRMDragOverlayWindow.h"
 #include "ui/ZRMProgressSpinner.h"
 #include "ui/ZRMSegmentedControl.h"
 #include "ui/ZRMWindow.h"
 
 #include <QAction>
+#include <QApplication>
 #include <QCheckBox>
+#include <QDir>
+#include <QFile>
+#include <QHeaderView>
 #include <QLabel>
 #include <QMessageBox>
+#include <QMimeData>
+#include <QPropertyAnimation>
 #include <QPushButton>
 #include <QSignalSpy>
 #include <QSplitter>
 #include <QStackedWidget>
 #include <QStyle>
 #include <QTableView>
+#include <QTemporaryDir>
 #include <QTest>
+#include <QTimer>
 #include <QToolButton>
 
 #include <memory>
@@ -70,9 +80,14 @@ private Q_SLOTS:
     void autoCompileCheckboxFollowsTheSwitch();
     void fileCheckboxEditsTheRecord();
     void doubleClickRevealsOnlyRows();
-    void logRowsGrowToFitWrappedMessages();
+    void logRowsFollowTheResultColumn();
     void scrollingShowsTheLastRows();
-    void flashHidesAfterItsDuration();
+    void flashRestartsItsTimer();
+    void dragShowsWhatADropWouldAdd_data();
+    void dragShowsWhatADropWouldAdd();
+    void rightClickSelectsWhatTheMenuActsOn_data();
+    void rightClickSelectsWhatTheMenuActsOn();
+    void rowsHaveAccessibleTexts();
 
 private:
     LessModel *model() { return m_controller->appModel(); }
@@ -312,19 +327,36 @@ void TestZRMWindow::doubleClickRevealsOnlyRows()
     QCOMPARE(fileManager.shownItems.first(), QStringList{QStringLiteral("file:///p/alpha/a.less")});
 }
 
-void TestZRMWindow::logRowsGrowToFitWrappedMessages()
+// The controller re-measures every row but the last when the result column
+// changes width; the table measures the last itself.
+void TestZRMWindow::logRowsFollowTheResultColumn()
 {
     m_controller->setActiveTabViewIndex(MainAppController::CompilerLogTab);
     QTableView *log = m_window->compilerResultTableView();
+    const CompilerArrayController *controller = m_controller->compilerController();
+    const QString longMessage = QStringLiteral(
+        "ParseError: Unrecognised input. Possibly missing something in /home/user/Sites/shop/less/main.less "
+        "on line 12, column 3 where the declaration of the header colour never ends");
     logResult(QStringLiteral("short"));
-    logResult(QStringLiteral("ParseError: Unrecognised input. Possibly missing something in "
-                             "/home/user/Sites/shop/less/main.less on line 12, column 3 where the "
-                             "declaration of the header colour never ends"));
+    logResult(longMessage);
+    logResult(longMessage);
     QTRY_VERIFY(log->rowHeight(1) > log->rowHeight(0) * 2);
 
-    const int wrappedHeight = log->rowHeight(1);
-    m_window->resize(m_window->width() + 600, m_window->height());
-    QTRY_VERIFY(log->rowHeight(1) < wrappedHeight);
+    QSignalSpy heightsChanged(controller, &CompilerArrayController::rowHeightsChanged);
+    const QHeaderView *columns = log->horizontalHeader();
+    const auto measuredAtResultWidth = [&] {
+        return controller->columnWidths().value(CompilerArrayController::ResultColumn)
+            == float(columns->sectionSize(CompilerArrayController::ResultColumn));
+    };
+    for (int widthChange : {400, -500}) {
+        const int wrappedHeight = log->rowHeight(1);
+        m_window->resize(m_window->width() + widthChange, m_window->height());
+        QTRY_VERIFY(measuredAtResultWidth());
+        QCOMPARE(heightsChanged.last(), (QList<QVariant>{0, 2}));
+        for (int row : {0, 1, 2})
+            QCOMPARE(log->rowHeight(row), controller->heightOfRow(row));
+        QCOMPARE(log->rowHeight(1) < wrappedHeight, widthChange > 0);
+    }
 }
 
 void TestZRMWindow::scrollingShowsTheLastRows()
@@ -341,17 +373,136 @@ void TestZRMWindow::scrollingShowsTheLastRows()
     QVERIFY(log->viewport()->rect().contains(log->visualRect(last)));
 }
 
-void TestZRMWindow::flashHidesAfterItsDuration()
+void TestZRMWindow::flashRestartsItsTimer()
 {
-    QWidget *overlay = m_window->findChild<ZRMFlashBadge *>();
-    m_window->flashOverlayWithDuration(0.2, QStringLiteral("thumbs.png"), QStringLiteral("Refresh Complete"));
+    ZRMDragOverlayWindow *overlay = m_window->overlayWindow();
+    QTimer *timer = m_window->flashTimer();
+    m_window->flashOverlayWithDuration(0, {}, QStringLiteral("Refresh Complete"));
     QVERIFY(overlay->isVisible());
-    QTRY_VERIFY_WITH_TIMEOUT(!overlay->isVisible(), 600);
+    QCOMPARE(overlay->contentView()->accessibleName(), QStringLiteral("Refresh Complete"));
+    QVERIFY(timer->isActive());
+    QCOMPARE(timer->interval(), 1000);
 
-    m_window->flashOverlayWithDuration(0, {}, QStringLiteral("Again"));
-    QTest::qWait(700);
-    QVERIFY(overlay->isVisible());
-    QTRY_VERIFY_WITH_TIMEOUT(!overlay->isVisible(), 600);
+    m_window->flashOverlayWithDuration(0.75, QStringLiteral("thumbs.png"), QStringLiteral("Again"));
+    QCOMPARE(overlay->contentView()->accessibleName(), QStringLiteral("Again"));
+    QVERIFY(timer->isActive());
+    QCOMPARE(timer->interval(), 750);
+
+    QTRY_VERIFY_WITH_TIMEOUT(!overlay->isVisible(), 5000);
+    QVERIFY(!timer->isActive());
+}
+
+// Names ending in "/" are folders, "missing:" names are never created, the
+// rest are files.
+void TestZRMWindow::dragShowsWhatADropWouldAdd_data()
+{
+    QTest::addColumn<QStringList>("items");
+    QTest::addColumn<QString>("title");
+    QTest::addColumn<QString>("subtitle");
+    const QString thisFolder = QStringLiteral("Add this folder");
+    const QString fileFolder = QStringLiteral("Add the folder this file is in");
+    const QString lessFiles = QStringLiteral("Add the folders these files are in");
+    const QString refused;
+
+    QTest::newRow("one folder") << QStringList{"site/"} << "site" << thisFolder;
+    QTest::newRow("one LESS file in capitals") << QStringList{"main.LESS"} << "main.LESS" << fileFolder;
+    QTest::newRow("one other file") << QStringList{"notes.txt"} << QString() << refused;
+    QTest::newRow("one folder with an extension") << QStringList{"pack.bundle/"} << QString() << refused;
+    QTest::newRow("one missing folder") << QStringList{"missing:gone"} << QString() << refused;
+    QTest::newRow("three folders") << QStringList{"a/", "b/", "missing:c"} << "3 Folders"
+                                   << QStringLiteral("Add these folders");
+    QTest::newRow("LESS file, other file") << QStringList{"a.less", "b.txt"} << "2 LESS Files" << lessFiles;
+    QTest::newRow("LESS file, folder") << QStringList{"a.less", "site/"} << "2 LESS Files" << lessFiles;
+    QTest::newRow("folder with an extension first") << QStringList{"site.v2/", "a/"} << "2 LESS Files" << lessFiles;
+    QTest::newRow("folder, LESS file") << QStringList{"site/", "a.less"} << QString() << refused;
+    QTest::newRow("no files") << QStringList{} << QString() << refused;
+}
+
+void TestZRMWindow::dragShowsWhatADropWouldAdd()
+{
+    QFETCH(QStringList, items);
+    QFETCH(QString, title);
+    QFETCH(QString, subtitle);
+    QTemporaryDir dir;
+    QList<QUrl> urls;
+    for (QString item : items) {
+        const bool missing = item.startsWith(QStringLiteral("missing:"));
+        item.remove(QStringLiteral("missing:"));
+        const QString path = dir.filePath(item.chopped(item.endsWith(u'/') ? 1 : 0));
+        if (!missing)
+            QVERIFY(item.endsWith(u'/') ? QDir().mkpath(path) : QFile(path).open(QIODevice::WriteOnly));
+        urls << QUrl::fromLocalFile(path);
+    }
+    QMimeData data;
+    data.setUrls(urls);
+    const QPoint centre = m_window->rect().center();
+    QDragEnterEvent enter(centre, Qt::CopyAction | Qt::MoveAction, &data, Qt::LeftButton, Qt::NoModifier);
+    QApplication::sendEvent(m_window, &enter);
+
+    ZRMDragOverlayWindow *overlay = m_window->overlayWindow();
+    QCOMPARE(enter.isAccepted(), !title.isEmpty());
+    QCOMPARE(overlay->isVisible(), !title.isEmpty());
+    if (title.isEmpty())
+        return;
+    QCOMPARE(enter.dropAction(), Qt::CopyAction);
+    QCOMPARE(overlay->contentView()->accessibleName(), title);
+    QCOMPARE(overlay->contentView()->accessibleDescription(), subtitle);
+
+    overlay->fadeInAnimation()->setCurrentTime(overlay->fadeInAnimation()->duration());
+    QDropEvent drop(centre, Qt::CopyAction, &data, Qt::LeftButton, Qt::NoModifier);
+    QApplication::sendEvent(m_window, &drop);
+    QVERIFY(drop.isAccepted());
+    QCOMPARE(m_controller->spinnerCount(), items.size());
+    QCOMPARE(m_window->progressLabel()->text(), QStringLiteral("Validating Path..."));
+    QCOMPARE(overlay->fadeOutAnimation()->state(), QAbstractAnimation::Running);
+    QTRY_COMPARE(m_controller->spinnerCount(), 0);
+}
+
+void TestZRMWindow::rightClickSelectsWhatTheMenuActsOn_data()
+{
+    QTest::addColumn<int>("clickedRow");
+    QTest::addColumn<QList<int>>("selectedAfter");
+    QTest::newRow("inside the selection") << 1 << QList<int>{0, 1};
+    QTest::newRow("outside the selection") << 2 << QList<int>{2};
+    QTest::newRow("below the rows") << -1 << QList<int>{};
+}
+
+void TestZRMWindow::rightClickSelectsWhatTheMenuActsOn()
+{
+    QFETCH(int, clickedRow);
+    QFETCH(QList<int>, selectedAfter);
+    for (const QString &folder : {FolderA, FolderB, QStringLiteral("/p/gamma")})
+        addFolder(model(), folder, {});
+    QTableView *folders = m_window->watchedPathsTableView();
+    selectRows(folders->selectionModel(), {0, 1});
+
+    const QPoint position = clickedRow < 0 ? belowTheRows(folders)
+                                           : folders->visualRect(folders->model()->index(clickedRow, 0)).center();
+    QTest::mouseClick(folders->viewport(), Qt::RightButton, {}, position);
+
+    QList<int> selected;
+    for (const QModelIndex &row : folders->selectionModel()->selectedRows())
+        selected << row.row();
+    std::sort(selected.begin(), selected.end());
+    QCOMPARE(selected, selectedAfter);
+    QVERIFY(folders->hasFocus());
+}
+
+void TestZRMWindow::rowsHaveAccessibleTexts()
+{
+    addFolder(model(), QStringLiteral("/p/acme-shop"), {QStringLiteral("less/main.less"), QStringLiteral("b.less")});
+    clickRow(m_window->watchedPathsTableView(), 0);
+    LessHolder *second = model()->pathData().at(0)->lessFiles().at(1).get();
+    second->setCheckboxState(false);
+    second->setCSSFileOutputPath(QStringLiteral("/p/acme-shop/css"));
+
+    const auto textOf = [](QTableView *view, int row) {
+        return view->model()->index(row, 0).data(Qt::AccessibleTextRole).toString();
+    };
+    QCOMPARE(textOf(m_window->watchedPathsTableView(), 0), QStringLiteral("Acme-Shop, 2 LESS files"));
+    QCOMPARE(textOf(m_window->lessFilesTableView(), 0),
+             QStringLiteral("/less/main.less, output beside the file, checked"));
+    QCOMPARE(textOf(m_window->lessFilesTableView(), 1), QStringLiteral("/b.less, output to /css, unchecked"));
 }
 
 QTEST_MAIN(TestZRMWindow)

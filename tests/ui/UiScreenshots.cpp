@@ -4,8 +4,13 @@
 #include "app/MainAppController.h"
 #include "engine/ZRMLessCompiler.h"
 #include "support/NotificationCenter.h"
+#include "support/UserDefaults.h"
+#include "support/UserDefaultsKeys.h"
+#include "ui/AboutWindowController.h"
 #include "ui/FilesArrayController.h"
 #include "ui/PathsArrayController.h"
+#include "ui/ZRMDragOverlayWindow.h"
+#include "ui/PreferencesController.h"
 #include "ui/ZRMWindow.h"
 
 #include <QApplication>
@@ -15,6 +20,8 @@
 #include <QFileInfo>
 #include <QItemSelectionModel>
 #include <QMessageBox>
+#include <QMimeData>
+#include <QPropertyAnimation>
 #include <QTest>
 
 #include <cstdio>
@@ -51,13 +58,15 @@ void selectRow(QItemSelectionModel *selection, int row)
 }
 
 // Through the engine's notifications, as a real compile reports.
-void reportCompile(const QString &file, const QString &result, bool successful, const QDateTime &time)
+void reportCompile(const QString &file, const QString &result, bool successful, const QDateTime &time,
+                   const QString &linkedToFile = {})
 {
     using namespace ZRMLessCompilerKey;
     NotificationCenter *center = NotificationCenter::defaultCenter();
     center->post(ZRMLCStartedCompilingAFileNotification, nullptr, {{File, file}});
     center->post(successful ? ZRMLCCompiledFileSuccessfullyNotification : ZRMLCFailedToCompileFileNotification,
-                 nullptr, {{Time, time}, {File, file}, {Result, result}, {Successful, successful}});
+                 nullptr,
+                 {{Time, time}, {File, file}, {Result, result}, {Successful, successful}, {LinkedToFile, linkedToFile}});
 }
 
 bool fillProject(MainAppController &controller)
@@ -84,6 +93,8 @@ bool fillProject(MainAppController &controller)
                   now.addSecs(95));
     const QString print = home(QStringLiteral("Sites/acme-shop/less/print.less"));
     reportCompile(print, ErrorText.arg(print), false, now.addSecs(143));
+    reportCompile(home(QStringLiteral("Sites/acme-shop/less/main.less")), QStringLiteral("Success!"), true,
+                  now.addSecs(171), QStringLiteral("[Triggered by: base.less]"));
     return true;
 }
 
@@ -99,6 +110,29 @@ bool save(const QPixmap &picture, const QDir &folder, const QString &name)
 void settle()
 {
     QTest::qWait(50);
+}
+
+// A drag held over the window, its fade-in run to the end.
+void dragOver(ZRMWindow *window, const QStringList &paths)
+{
+    QList<QUrl> urls;
+    for (const QString &path : paths)
+        urls << QUrl::fromLocalFile(home(path));
+    QMimeData data;
+    data.setUrls(urls);
+    QDragEnterEvent enter(window->rect().center(), Qt::CopyAction, &data, Qt::LeftButton, Qt::NoModifier);
+    QApplication::sendEvent(window, &enter);
+    QPropertyAnimation *fadeIn = window->overlayWindow()->fadeInAnimation();
+    fadeIn->setCurrentTime(fadeIn->duration());
+    settle();
+}
+
+void endDrag(ZRMWindow *window)
+{
+    QDragLeaveEvent leave;
+    QApplication::sendEvent(window, &leave);
+    QPropertyAnimation *fadeOut = window->overlayWindow()->fadeOutAnimation();
+    fadeOut->setCurrentTime(fadeOut->duration());
 }
 
 } // namespace
@@ -119,7 +153,8 @@ int main(int argc, char *argv[])
     if (!fillProject(controller))
         return 1;
     window->show();
-    if (!QTest::qWaitForWindowExposed(window))
+    window->activateWindow();
+    if (!QTest::qWaitForWindowActive(window))
         return 1;
 
     controller.setActiveTabViewIndex(0);
@@ -136,7 +171,17 @@ int main(int argc, char *argv[])
     saved &= save(window->grab(), folder, QStringLiteral("main-window-busy.png"));
     controller.hideSpinner();
 
+    dragOver(window, {QStringLiteral("Sites/portfolio")});
+    saved &= save(window->grab(), folder, QStringLiteral("drag-one-folder.png"));
+    endDrag(window);
+    dragOver(window, {QStringLiteral("Sites/acme-shop/less/main.less"), QStringLiteral("Sites/acme-shop/less/print.less"),
+                      QStringLiteral("Sites/portfolio/styles/site.less")});
+    saved &= save(window->grab(), folder, QStringLiteral("drag-three-less-files.png"));
+    endDrag(window);
+
     window->flashOverlayWithDuration(0, QStringLiteral("thumbs.png"), QStringLiteral("Refresh Complete"));
+    QPropertyAnimation *fadeIn = window->overlayWindow()->fadeInAnimation();
+    fadeIn->setCurrentTime(fadeIn->duration());
     settle();
     saved &= save(window->grab(), folder, QStringLiteral("main-window-flash.png"));
 
@@ -145,5 +190,20 @@ int main(int argc, char *argv[])
     settle();
     auto *sheet = window->findChild<QMessageBox *>();
     saved &= sheet && save(sheet->grab(), folder, QStringLiteral("error-sheet.png"));
+
+    // What a user who changed a little might have.
+    UserDefaults *defaults = UserDefaults::standardUserDefaults();
+    defaults->setInteger(5, UserDefaultsKeys::RefreshInterval);
+    defaults->setBool(true, UserDefaultsKeys::UpdateAtStartup);
+    defaults->setBool(true, UserDefaultsKeys::ShouldCompressCSSOutput);
+    PreferencesController preferences;
+    preferences.show();
+    settle();
+    saved &= save(preferences.grab(), folder, QStringLiteral("preferences.png"));
+
+    AboutWindowController about;
+    about.show();
+    settle();
+    saved &= save(about.grab(), folder, QStringLiteral("about.png"));
     return saved ? 0 : 1;
 }
