@@ -5,6 +5,7 @@
 #include "app/LessClientAppDelegate.h"
 #include "app/MainAppController.h"
 #include "engine/ZRMLessCompiler.h"
+#include "BenchStatistics.h"
 
 #include <QApplication>
 #include <QDir>
@@ -62,8 +63,7 @@ double scanMilliseconds(const QString &folder)
         ZRMLessCompiler::getAllLessFilesInDirectory(folder);
         samples << timer.nsecsElapsed() / 1e6;
     }
-    std::sort(samples.begin(), samples.end());
-    return samples.at(samples.size() / 2);
+    return median(samples);
 }
 
 // The user's own preferences and project stay out of it.

@@ -1,6 +1,7 @@
 // Import scanning of 50 MB of LESS text against reading the same files with
 // cat > /dev/null, both from a warm page cache.
 #include "engine/LinkedFilesHelper.h"
+#include "BenchStatistics.h"
 
 #include <QElapsedTimer>
 #include <QFile>
@@ -31,11 +32,6 @@ QByteArray lessText(int fileNumber)
     return text;
 }
 
-double medianOf(QList<qint64> samples)
-{
-    std::sort(samples.begin(), samples.end());
-    return samples.at(samples.size() / 2) / 1e6;
-}
 
 } // namespace
 
@@ -70,8 +66,8 @@ int main()
         scanTimes << timer.nsecsElapsed();
     }
 
-    const double scan = medianOf(scanTimes);
-    const double cat = medianOf(catTimes);
+    const double scan = medianInMilliseconds(scanTimes);
+    const double cat = medianInMilliseconds(catTimes);
     std::printf("import scan of %d MB: %.1f ms (%lld imports), cat > /dev/null: %.1f ms, "
                 "ratio %.2f (target <= 5)\n",
                 int(FileCount * BytesPerFile / (1024 * 1024)), scan, static_cast<long long>(imports),

@@ -2,6 +2,7 @@
 // writer and reader, against QJsonDocument on the same data and text.
 #include "services/JSON/SBJsonParser.h"
 #include "services/JSON/SBJsonWriter.h"
+#include "BenchStatistics.h"
 
 #include <QElapsedTimer>
 #include <QJsonDocument>
@@ -96,8 +97,7 @@ double medianMilliseconds(const std::function<void()> &work)
         work();
         samples << timer.nsecsElapsed();
     }
-    std::sort(samples.begin(), samples.end());
-    return samples.at(samples.size() / 2) / 1e6;
+    return medianInMilliseconds(samples);
 }
 
 void report(const char *direction, const char *ours, double oursMs, const char *reference, double referenceMs)

@@ -2,6 +2,7 @@
 // against running the import scanner alone over the same files.
 #include "engine/LinkedFilesHelper.h"
 #include "model/LessModel.h"
+#include "BenchStatistics.h"
 
 #include <QDir>
 #include <QElapsedTimer>
@@ -41,11 +42,6 @@ QByteArray lessText(int file)
     return text;
 }
 
-double medianOf(QList<qint64> samples)
-{
-    std::sort(samples.begin(), samples.end());
-    return samples.at(samples.size() / 2) / 1e6;
-}
 
 } // namespace
 
@@ -90,8 +86,8 @@ int main()
         return 1;
     }
 
-    const double refresh = medianOf(refreshTimes);
-    const double scan = medianOf(scanTimes);
+    const double refresh = medianInMilliseconds(refreshTimes);
+    const double scan = medianInMilliseconds(scanTimes);
     const double ratio = refresh / scan;
     std::printf("%lld files, %d imports each\n", qlonglong(paths.size()), ImportsPerFile);
     std::printf("refreshAllFileLinks %8.1f ms   scanner alone %8.1f ms   ratio %.2f (target <= %.0f)%s\n",

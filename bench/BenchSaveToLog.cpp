@@ -1,6 +1,7 @@
 // From saving a one-rule LESS file to its line in the log of
 // `cascader --headless`, next to running lessc on the same file by hand.
 #include "support/Resources.h"
+#include "BenchStatistics.h"
 
 #include <QCoreApplication>
 #include <QDir>
@@ -26,11 +27,6 @@ bool save(const QString &path, int round)
     return file.open(QIODevice::WriteOnly) && file.write(rule) == rule.size();
 }
 
-double median(QList<double> samples)
-{
-    std::sort(samples.begin(), samples.end());
-    return samples.at(samples.size() / 2);
-}
 
 // Reads Cascader's output until a line names the file, or gives up.
 bool waitForLogLine(QProcess &cascader, const QByteArray &file, int timeoutMs)

@@ -5,6 +5,7 @@
 #include "app/LessClientAppDelegate.h"
 #include "engine/ZRMLessCompiler.h"
 #include "model/ProjectDataFile.h"
+#include "BenchStatistics.h"
 
 #include <QApplication>
 #include <QDir>
@@ -120,11 +121,6 @@ Start start(const QString &program, const Sandbox &sandbox)
     return {times.value(0).toDouble(), times.value(1).toDouble()};
 }
 
-double median(QList<double> samples)
-{
-    std::sort(samples.begin(), samples.end());
-    return samples.at(samples.size() / 2);
-}
 
 } // namespace
 

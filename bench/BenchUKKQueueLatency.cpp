@@ -2,6 +2,7 @@
 // against a bare thread waiting on its own inotify watch of the same file.
 #include "engine/UKFileWatcherDelegate.h"
 #include "engine/UKKQueue.h"
+#include "BenchStatistics.h"
 
 #include <QCoreApplication>
 #include <QElapsedTimer>
@@ -97,17 +98,7 @@ qint64 saveInPlace(const QString &path)
     return closing;
 }
 
-double median(QList<qint64> samples)
-{
-    std::sort(samples.begin(), samples.end());
-    return samples.at(samples.size() / 2) / 1e6;
-}
 
-double percentile95(QList<qint64> samples)
-{
-    std::sort(samples.begin(), samples.end());
-    return samples.at(samples.size() * 95 / 100) / 1e6;
-}
 
 } // namespace
 
@@ -134,10 +125,10 @@ int main(int argc, char *argv[])
         toBareThread << bare.wakeNumber(save + 1) - saved;
     }
 
-    const double ours = median(toDelegate);
-    const double reference = median(toBareThread);
+    const double ours = medianInMilliseconds(toDelegate);
+    const double reference = medianInMilliseconds(toBareThread);
     std::printf("save to delegate call, median of %d saves: %.3f ms (95th percentile %.3f ms), "
                 "save to a bare inotify thread: %.3f ms, ratio %.1f (target < 5 ms)\n",
-                Saves, ours, percentile95(toDelegate), reference, ours / std::max(reference, 1e-6));
+                Saves, ours, percentile(toDelegate, 0.95) / 1e6, reference, ours / std::max(reference, 1e-6));
     return 0;
 }

@@ -2,6 +2,7 @@
 // the GUI thread), against running the same node lessc in out by hand.
 #include "engine/ZRMLessCompiler.h"
 #include "support/NotificationCenter.h"
+#include "BenchStatistics.h"
 
 #include <QCoreApplication>
 #include <QElapsedTimer>
@@ -21,11 +22,6 @@ namespace {
 
 constexpr int Rounds = 21;
 
-double medianOf(QList<qint64> samples)
-{
-    std::sort(samples.begin(), samples.end());
-    return samples.at(samples.size() / 2) / 1e6;
-}
 
 bool runByHand(const QString &nodeJS, const QStringList &arguments)
 {
@@ -91,8 +87,8 @@ int main(int argc, char *argv[])
             return 1;
     }
 
-    const double byEngine = medianOf(engineTimes);
-    const double byHand = medianOf(handTimes);
+    const double byEngine = medianInMilliseconds(engineTimes);
+    const double byHand = medianInMilliseconds(handTimes);
     const double overhead = byEngine - byHand;
     std::printf("compile through the engine: %.1f ms, node lessc by hand: %.1f ms (medians of %d), "
                 "engine's own cost %.1f ms, ratio %.3f (target < %.1f ms)\n",

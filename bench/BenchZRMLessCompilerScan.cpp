@@ -1,6 +1,7 @@
 // The folder scan of a tree of 100,000 entries holding 2,000 LESS files,
 // against find DIR -iname '*.less' on the same tree, both from a warm cache.
 #include "engine/ZRMLessCompiler.h"
+#include "BenchStatistics.h"
 
 #include <QDir>
 #include <QElapsedTimer>
@@ -61,11 +62,6 @@ bool makeTree(const QString &root)
     return true;
 }
 
-double medianOf(QList<qint64> samples)
-{
-    std::sort(samples.begin(), samples.end());
-    return samples.at(samples.size() / 2) / 1e6;
-}
 
 } // namespace
 
@@ -93,8 +89,8 @@ int main()
         scanTimes << timer.nsecsElapsed();
     }
 
-    const double scan = medianOf(scanTimes);
-    const double find = medianOf(findTimes);
+    const double scan = medianInMilliseconds(scanTimes);
+    const double find = medianInMilliseconds(findTimes);
     std::printf("folder scan of %d entries: %.1f ms (%lld LESS files), find -iname '*.less': %.1f ms, "
                 "ratio %.2f (target <= 1.5)\n",
                 TotalEntries, scan, static_cast<long long>(found), find, scan / find);
