@@ -4,8 +4,6 @@
 #include "engine/ZRMLessCompiler.h"
 
 #include <QDir>
-#include <QFile>
-#include <QFileInfo>
 #include <QTemporaryFile>
 #include <QTest>
 
@@ -15,7 +13,6 @@
 
 namespace AppTestSupport {
 
-// Workflows, compiles and node start-up on a loaded machine.
 constexpr int Timeout = 60000;
 
 inline void writeFile(const QString &path, const QByteArray &content)
@@ -32,51 +29,30 @@ inline QByteArray readFile(const QString &path)
     return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
 }
 
-// Every workflow holds the spinner from its first step to its last, so a
-// count of 0 seen from the event loop means all of them have finished.
+// Workflows hold the spinner from first step to last.
 inline bool waitUntilIdle(const MainAppController &controller)
 {
     return QTest::qWaitFor([&] { return controller.spinnerCount() == 0; }, Timeout);
 }
 
-// Files reach the engine's watch list a slice at a time.
 inline bool waitUntilWatched(const QStringList &files)
 {
-    return QTest::qWaitFor(
-        [&] {
-            const QStringList watched = ZRMLessCompiler::sharedLessCompiler()->watchedLessFiles();
-            return std::all_of(files.cbegin(), files.cend(),
-                               [&](const QString &file) { return watched.contains(file); });
-        },
-        Timeout);
+    return QTest::qWaitFor([&] {
+        const QStringList watched = ZRMLessCompiler::sharedLessCompiler()->watchedLessFiles();
+        return std::all_of(files.cbegin(), files.cend(), [&](const QString &f) { return watched.contains(f); });
+    }, Timeout);
 }
 
-// Standard error goes to a file while this lives.
 class StandardErrorCapture
 {
 public:
-    StandardErrorCapture()
-    {
-        m_file.open();
-        std::fflush(stderr);
-        m_saved = ::dup(STDERR_FILENO);
-        ::dup2(m_file.handle(), STDERR_FILENO);
-    }
-    ~StandardErrorCapture()
-    {
-        std::fflush(stderr);
-        ::dup2(m_saved, STDERR_FILENO);
-        ::close(m_saved);
-    }
-    QString text()
-    {
-        std::fflush(stderr);
-        return QString::fromUtf8(readFile(m_file.fileName()));
-    }
+    StandardErrorCapture() { m_file.open(), std::fflush(stderr), ::dup2(m_file.handle(), STDERR_FILENO); }
+    ~StandardErrorCapture() { std::fflush(stderr), ::dup2(m_saved, STDERR_FILENO), ::close(m_saved); }
+    QString text() { return std::fflush(stderr), QString::fromUtf8(readFile(m_file.fileName())); }
 
 private:
     QTemporaryFile m_file;
-    int m_saved = -1;
+    int m_saved = ::dup(STDERR_FILENO);
 };
 
 } // namespace AppTestSupport

@@ -5,51 +5,48 @@
 #include <QRegularExpression>
 #include <QTemporaryDir>
 
-#include <memory>
-
 using namespace AppTestSupport;
 
 namespace {
 
 // One cascader process with its output gathered as it comes.
-class Cascader
+struct Cascader
 {
-public:
     Cascader(const QProcessEnvironment &environment, const QStringList &arguments)
     {
-        m_process.setProcessEnvironment(environment);
-        m_process.start(QStringLiteral(CASCADER_EXECUTABLE), arguments);
+        process.setProcessEnvironment(environment);
+        process.start(QStringLiteral(CASCADER_EXECUTABLE), arguments);
     }
     ~Cascader()
     {
-        if (m_process.state() != QProcess::NotRunning) {
-            m_process.kill();
-            m_process.waitForFinished();
-        }
+        process.kill();
+        process.waitForFinished();
     }
-
-    QProcess &process() { return m_process; }
-    bool hasExited() const { return m_process.state() == QProcess::NotRunning; }
-    QString standardOutput()
+    bool hasExited() const { return process.state() == QProcess::NotRunning; }
+    bool exitedWith(int code)
     {
-        m_output += m_process.readAllStandardOutput();
-        return QString::fromUtf8(m_output);
-    }
-    QString standardError()
-    {
-        m_error += m_process.readAllStandardError();
-        return QString::fromUtf8(m_error);
+        return QTest::qWaitFor([this] { return hasExited(); }, Timeout)
+            && process.exitStatus() == QProcess::NormalExit && process.exitCode() == code;
     }
     bool printed(const QString &pattern)
     {
+        output += process.readAllStandardOutput();
         const QRegularExpression expression(pattern, QRegularExpression::MultilineOption);
-        return expression.match(standardOutput()).hasMatch();
+        return expression.match(QString::fromUtf8(output)).hasMatch();
+    }
+    // Files are watched some time after the start: saves until one is compiled.
+    bool saveUntilPrinted(const QString &file, const QByteArray &content, const QString &pattern)
+    {
+        QElapsedTimer sinceSave;
+        return QTest::qWaitFor([&] {
+            if (!sinceSave.isValid() || sinceSave.hasExpired(1000))
+                writeFile(file, content), sinceSave.start();
+            return printed(pattern);
+        }, Timeout);
     }
 
-private:
-    QProcess m_process;
-    QByteArray m_output;
-    QByteArray m_error;
+    QProcess process;
+    QByteArray output;
 };
 
 // "HH:MM:SS  file  result"
@@ -73,119 +70,69 @@ private Q_SLOTS:
 
 private:
     QString home() const { return m_sandbox->filePath(QStringLiteral("home")); }
-    QProcessEnvironment environment() const;
-    void writeSite();
-    // Files are watched some time after the start: saves until one is compiled.
-    bool saveUntilPrinted(Cascader &cascader, const QString &file, const QByteArray &content,
-                          const QString &pattern);
-
+    QProcessEnvironment m_environment;
     std::unique_ptr<QTemporaryDir> m_sandbox;
 };
 
 void TestAppCommandLine::init()
 {
     m_sandbox = std::make_unique<QTemporaryDir>();
-    for (const char *folder : {"home", "config", "data", "runtime"})
+    m_environment = QProcessEnvironment::systemEnvironment();
+    for (const auto &[variable, folder] : {std::pair{"HOME", "home"}, {"XDG_CONFIG_HOME", "config"},
+                                           {"XDG_DATA_HOME", "data"}, {"XDG_RUNTIME_DIR", "runtime"}}) {
         QVERIFY(QDir(m_sandbox->path()).mkpath(QLatin1String(folder)));
-    QFile::setPermissions(m_sandbox->filePath(QStringLiteral("runtime")),
-                          QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
-}
-
-QProcessEnvironment TestAppCommandLine::environment() const
-{
-    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-    environment.insert(QStringLiteral("HOME"), home());
-    environment.insert(QStringLiteral("XDG_CONFIG_HOME"), m_sandbox->filePath(QStringLiteral("config")));
-    environment.insert(QStringLiteral("XDG_DATA_HOME"), m_sandbox->filePath(QStringLiteral("data")));
-    environment.insert(QStringLiteral("XDG_RUNTIME_DIR"), m_sandbox->filePath(QStringLiteral("runtime")));
-    return environment;
-}
-
-void TestAppCommandLine::writeSite()
-{
+        m_environment.insert(QLatin1String(variable), m_sandbox->filePath(QLatin1String(folder)));
+    }
+    QFile::setPermissions(m_sandbox->filePath("runtime"), QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
     writeFile(home() + "/site/less/variables.less", "@c: #123;\n");
     writeFile(home() + "/site/less/main.less", "@import 'variables';\nbody { color: @c; }\n");
 }
 
-bool TestAppCommandLine::saveUntilPrinted(Cascader &cascader, const QString &file, const QByteArray &content,
-                                          const QString &pattern)
-{
-    QElapsedTimer sinceSave;
-    return QTest::qWaitFor(
-        [&] {
-            if (!sinceSave.isValid() || sinceSave.hasExpired(1000)) {
-                writeFile(file, content);
-                sinceSave.start();
-            }
-            return cascader.printed(pattern);
-        },
-        Timeout);
-}
-
 void TestAppCommandLine::headlessRunCompilesAndKeepsTheProject()
 {
-    writeSite();
     {
-        Cascader cascader(environment(), {QStringLiteral("--headless"), home() + "/site"});
-        const QString importerLine =
-            logLine("~/site/less/main.less", "Success!  [Triggered by: variables.less]");
-        const QString variables = home() + "/site/less/variables.less";
-        QVERIFY(saveUntilPrinted(cascader, variables, "@c: #456;\n", importerLine));
-        // Parallel compiles end in any order.
-        const QString savedFileLine = logLine("~/site/less/variables.less", "Success!");
-        QTRY_VERIFY_WITH_TIMEOUT(cascader.printed(savedFileLine), Timeout);
+        Cascader cascader(m_environment, {QStringLiteral("--headless"), home() + "/site"});
+        QVERIFY(cascader.saveUntilPrinted(home() + "/site/less/variables.less", "@c: #456;\n",
+                                          logLine("~/site/less/main.less",
+                                                  "Success!  [Triggered by: variables.less]")));
+        QTRY_VERIFY_WITH_TIMEOUT(cascader.printed(logLine("~/site/less/variables.less", "Success!")), Timeout);
         QVERIFY(readFile(home() + "/site/less/main.css").contains("color: #456"));
-
-        cascader.process().terminate();
-        QTRY_VERIFY_WITH_TIMEOUT(cascader.hasExited(), Timeout);
-        QCOMPARE(cascader.process().exitStatus(), QProcess::NormalExit);
-        QCOMPARE(cascader.process().exitCode(), 0);
+        cascader.process.terminate();
+        QVERIFY(cascader.exitedWith(0));
     }
-    const QString dataFile = m_sandbox->filePath(QStringLiteral("data/Cascader app/lessDataFile.lessData"));
-    QVERIFY(readFile(dataFile).contains((home() + "/site/less/main.less").toUtf8()));
-
     // The next start finds the project again.
-    Cascader restarted(environment(), {QStringLiteral("--compile-all")});
-    QTRY_VERIFY_WITH_TIMEOUT(restarted.hasExited(), Timeout);
-    QCOMPARE(restarted.process().exitCode(), 0);
+    Cascader restarted(m_environment, {QStringLiteral("--compile-all")});
+    QVERIFY(restarted.exitedWith(0));
     QVERIFY(restarted.printed(logLine("~/site/less/main.less", "Success!")));
     QVERIFY(restarted.printed(logLine("~/site/less/variables.less", "Success!")));
 }
 
-// Auto-compile is off for the run: compiling all does not depend on it. The
-// compiler's message spans several lines; the later ones are indented.
+// Compiling all does not depend on auto-compile; later lines of a message are indented.
 void TestAppCommandLine::compileAllFailsWhenAFileDoes()
 {
     writeFile(home() + "/project/a.less", "a { color: blue; }\n");
     writeFile(home() + "/project/b.less", "a {\n  color: @missing;\n}\n");
-    Cascader cascader(environment(), {QStringLiteral("--compile-all"), QStringLiteral("--auto-compile=off"),
-                                      home() + "/project"});
-    QTRY_VERIFY_WITH_TIMEOUT(cascader.hasExited(), Timeout);
-    QCOMPARE(cascader.process().exitCode(), 1);
+    Cascader cascader(m_environment, {"--compile-all", "--auto-compile=off", home() + "/project"});
+    QVERIFY(cascader.exitedWith(1));
     QVERIFY(cascader.printed(logLine("~/project/a.less", "Success!")));
-    const QString failure =
-        QStringLiteral("^\\d\\d:\\d\\d:\\d\\d  ~/project/b\\.less  .*@missing.*\\n    \\S");
-    QVERIFY2(cascader.printed(failure), qPrintable(cascader.standardOutput()));
+    QVERIFY2(cascader.printed("^\\d\\d:\\d\\d:\\d\\d  ~/project/b\\.less  .*@missing.*\\n    \\S"),
+             cascader.output.constData());
 }
 
 void TestAppCommandLine::secondStartHandsItsPathsToTheFirst()
 {
-    writeSite();
-    Cascader first(environment(), {QStringLiteral("--headless")});
-    const QString socket = m_sandbox->filePath(QStringLiteral("runtime/cascader.socket"));
-    QTRY_VERIFY_WITH_TIMEOUT(QFileInfo::exists(socket), Timeout);
+    Cascader first(m_environment, {QStringLiteral("--headless")});
+    QTRY_VERIFY_WITH_TIMEOUT(QFileInfo::exists(m_sandbox->filePath("runtime/cascader.socket")), Timeout);
+    Cascader second(m_environment, {home() + "/site", QStringLiteral("/")});
+    QVERIFY(second.exitedWith(0));
 
-    Cascader second(environment(), {home() + "/site", QStringLiteral("/")});
-    QTRY_VERIFY_WITH_TIMEOUT(second.hasExited(), Timeout);
-    QCOMPARE(second.process().exitCode(), 0);
-
-    const QString tooBroad = QStringLiteral("Select a More Specific Path: We search every folder");
-    QTRY_VERIFY_WITH_TIMEOUT(first.standardError().contains(tooBroad), Timeout);
-    QVERIFY(saveUntilPrinted(first, home() + "/site/less/main.less", "body { color: red; }\n",
-                             logLine("~/site/less/main.less", "Success!")));
-    first.process().terminate();
-    QTRY_VERIFY_WITH_TIMEOUT(first.hasExited(), Timeout);
-    QCOMPARE(first.process().exitCode(), 0);
+    QByteArray error;
+    QTRY_VERIFY_WITH_TIMEOUT((error += first.process.readAllStandardError()).contains("Select a More Specific"),
+                             Timeout);
+    QVERIFY(first.saveUntilPrinted(home() + "/site/less/main.less", "body { color: red; }\n",
+                                   logLine("~/site/less/main.less", "Success!")));
+    first.process.terminate();
+    QVERIFY(first.exitedWith(0));
 }
 
 QTEST_GUILESS_MAIN(TestAppCommandLine)

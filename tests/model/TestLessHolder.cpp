@@ -4,24 +4,11 @@
 #include <QSignalSpy>
 #include <QTest>
 
-using Field = LessHolder::Field;
-
 namespace {
 
-QString home(const QString &rest)
-{
-    return QDir::homePath() + rest;
-}
-
-QString tilde(QString path)
-{
-    return path.replace(QDir::homePath(), QStringLiteral("~"));
-}
-
-QString subtitleOf(const LessHolder &file)
-{
-    return file.valuesForTableViewCell().value(QStringLiteral("subtitleString")).toString();
-}
+QString home(const QString &rest) { return QDir::homePath() + rest; }
+QString tilde(QString path) { return path.replace(QDir::homePath(), QStringLiteral("~")); }
+QString subtitleOf(const LessHolder &file) { return file.valuesForTableViewCell().value("subtitleString").toString(); }
 
 } // namespace
 
@@ -42,20 +29,13 @@ void TestLessHolder::construction_data()
     QTest::addColumn<QString>("folder");
     QTest::addColumn<QString>("fullPath");
     QTest::addColumn<QString>("abbreviated");
-    QTest::addColumn<QString>("defaultTarget");
 
-    QTest::newRow("subfolder") << "/Users/ann/site/less/a.less" << "/Users/ann/site"
-                               << "/Users/ann/site/less/a.less" << "/less/a.less"
-                               << "/Users/ann/site/less/a.css";
-    QTest::newRow("prefix ignoring case") << "/Users/ann/site/a.less" << "/users/ann/SITE"
-                                          << "/Users/ann/site/a.less" << "/a.less" << "/Users/ann/site/a.css";
-    QTest::newRow("folder with trailing slash") << "/Users/ann/site/a.less" << "/Users/ann/site/"
-                                                << "/Users/ann/site/a.less" << "a.less"
-                                                << "/Users/ann/site/a.css";
-    QTest::newRow("file with tilde") << "~/site/a.min.less" << home("/site") << home("/site/a.min.less")
-                                     << "/a.min.less" << home("/site/a.min.css");
-    QTest::newRow("folder with tilde") << home("/site/a.less") << "~/site" << home("/site/a.less")
-                                       << home("/site/a.less") << home("/site/a.css");
+    const QString ann = QStringLiteral("/Users/ann/site");
+    QTest::newRow("subfolder") << ann + "/less/a.less" << ann << ann + "/less/a.less" << "/less/a.less";
+    QTest::newRow("prefix ignoring case") << ann + "/a.less" << "/users/ann/SITE" << ann + "/a.less" << "/a.less";
+    QTest::newRow("folder with trailing slash") << ann + "/a.less" << ann + "/" << ann + "/a.less" << "a.less";
+    QTest::newRow("file with tilde") << "~/site/a.min.less" << home("/site") << home("/site/a.min.less") << "/a.min.less";
+    QTest::newRow("folder with tilde") << home("/site/a.less") << "~/site" << home("/site/a.less") << home("/site/a.less");
 }
 
 void TestLessHolder::construction()
@@ -64,18 +44,15 @@ void TestLessHolder::construction()
     QFETCH(QString, folder);
     QFETCH(QString, fullPath);
     QFETCH(QString, abbreviated);
-    QFETCH(QString, defaultTarget);
 
     const LessHolder holder(file, folder, true);
-    QCOMPARE(holder.memberOfWatchedFolder(), folder);
     QCOMPARE(holder.lessFileFullPath(), fullPath);
     QCOMPARE(holder.lessFileTildePath(), tilde(fullPath));
     QCOMPARE(holder.lessFilename(), fullPath.section(u'/', -1));
-    QCOMPARE(holder.targetCSSFileFullPath(), defaultTarget);
+    QCOMPARE(holder.targetCSSFileFullPath(), fullPath.chopped(4) + "css");
     QCOMPARE(holder.targetCSSFileTildePath() + holder.targetCSSFilename(), QString());
     QVERIFY(holder.checkboxState() && holder.shouldCompressCSSOutput());
-    const QVariantMap row{{"titleString", abbreviated}, {"subtitleString", "Output: "}};
-    QCOMPARE(holder.valuesForTableViewCell(), row);
+    QCOMPARE(holder.valuesForTableViewCell(), (QVariantMap{{"titleString", abbreviated}, {"subtitleString", "Output: "}}));
 }
 
 void TestLessHolder::chosenTargetAndClearing_data()
@@ -86,32 +63,20 @@ void TestLessHolder::chosenTargetAndClearing_data()
     QTest::addColumn<QString>("target");
     QTest::addColumn<QString>("subtitle");
 
-    const QString site = home("/site");
-    const QString file = home("/site/less/a.less");
-    const QString annFile = QStringLiteral("/Users/ann/site/less/a.less");
-    const QString annSite = QStringLiteral("/Users/ann/site");
-    QTest::newRow("folder") << file << site << home("/site/css") << home("/site/css/a.css") << "Output: /css";
-    QTest::newRow("folder with tilde") << file << site << "~/site/css" << home("/site/css/a.css")
-                                       << "Output: /css";
-    QTest::newRow("css file") << file << site << home("/site/css/main.css") << home("/site/css/main.css")
-                              << "Output: /css";
-    QTest::newRow("dotted folder is a file") << file << site << home("/site/build.out")
-                                             << home("/site/build.out") << "Output: /";
-    QTest::newRow("own folder, other name") << file << site << home("/site/less/b.css")
-                                            << home("/site/less/b.css") << "Output: ";
-    QTest::newRow("own folder ignoring case") << file << site << home("/site/LESS")
-                                              << home("/site/LESS/a.css")
-                                              << "Output: ";
-    QTest::newRow("watched folder, file") << file << site << home("/site/x.css") << home("/site/x.css")
-                                          << "Output: /";
-    QTest::newRow("watched folder, bare") << file << site << site << home("/site/a.css") << "Output: ";
-    QTest::newRow("outside, shorter than folder") << annFile << annSite << "/tmp/o/a.css" << "/tmp/o/a.css"
+    const QString site = home("/site"), file = site + "/less/a.less", ann = "/Users/ann/site";
+    QTest::newRow("folder") << file << site << site + "/css" << site + "/css/a.css" << "Output: /css";
+    QTest::newRow("folder with tilde") << file << site << "~/site/css" << site + "/css/a.css" << "Output: /css";
+    QTest::newRow("css file") << file << site << site + "/css/main.css" << site + "/css/main.css" << "Output: /css";
+    QTest::newRow("dotted folder is a file") << file << site << site + "/b.out" << site + "/b.out" << "Output: /";
+    QTest::newRow("own folder, other name") << file << site << site + "/less/b.css" << site + "/less/b.css" << "Output: ";
+    QTest::newRow("own folder ignoring case") << file << site << site + "/LESS" << site + "/LESS/a.css" << "Output: ";
+    QTest::newRow("watched folder, bare") << file << site << site << site + "/a.css" << "Output: ";
+    QTest::newRow("outside, shorter than folder") << ann + "/less/a.less" << ann << "/tmp/o/a.css" << "/tmp/o/a.css"
                                                   << "Output: /tmp/o";
-    QTest::newRow("outside, longer than folder") << annFile << annSite << "/var/tmp/far/away/out/"
-                                                 << "/var/tmp/far/away/out/a.css"
-                                                 << "Output: /var/tmp/far/away/out/";
-    QTest::newRow("lone tilde") << home("/site/deep/er/a.less") << home("/site/deep/er") << home("/a.css")
-                                << home("/a.css") << "Output: ~";
+    QTest::newRow("outside, longer than folder") << ann + "/less/a.less" << ann << "/var/tmp/far/away/out/"
+                                                 << "/var/tmp/far/away/out/a.css" << "Output: /var/tmp/far/away/out/";
+    QTest::newRow("lone tilde") << site + "/deep/er/a.less" << site + "/deep/er" << home("/a.css") << home("/a.css")
+                                << "Output: ~";
 }
 
 void TestLessHolder::chosenTargetAndClearing()
@@ -126,25 +91,21 @@ void TestLessHolder::chosenTargetAndClearing()
     const QString defaultTarget = holder.targetCSSFileFullPath();
     holder.setCSSFileOutputPath(argument);
     QCOMPARE(holder.targetCSSFileFullPath(), target);
-    QCOMPARE(holder.targetCSSFileTildePath(), tilde(target));
-    QCOMPARE(holder.targetCSSFilename(), target.section(u'/', -1));
+    QCOMPARE(holder.targetCSSFileTildePath() + " " + holder.targetCSSFilename(), tilde(target) + " " + target.section(u'/', -1));
     QCOMPARE(subtitleOf(holder), subtitle);
     QCOMPARE(holder.targetCSSFileAbbreviatedPath(), subtitle.mid(QStringLiteral("Output: ").size()));
 
     QSignalSpy changes(&holder, &LessHolder::changed);
     holder.clearCSSFileOutputPath();
     QCOMPARE(holder.targetCSSFileFullPath(), defaultTarget);
-    QCOMPARE(holder.targetCSSFileTildePath() + holder.targetCSSFileAbbreviatedPath()
-                 + holder.targetCSSFilename(), QString());
+    QCOMPARE(holder.targetCSSFileTildePath() + holder.targetCSSFileAbbreviatedPath() + holder.targetCSSFilename(), QString());
     QCOMPARE(subtitleOf(holder), QStringLiteral("Output: "));
-    QList<QVariant> announced;
-    for (const QList<QVariant> &change : changes)
-        announced << change.at(0);
-    QCOMPARE(announced, (QList<QVariant>{QVariant::fromValue(Field::TargetCSSFileFullPath),
-                                         QVariant::fromValue(Field::TargetCSSFileTildePath),
-                                         QVariant::fromValue(Field::TargetCSSFileAbbreviatedPath),
-                                         QVariant::fromValue(Field::TargetCSSFilename),
-                                         QVariant::fromValue(Field::ValuesForTableViewCell)}));
+    using enum LessHolder::Field;
+    QList<QList<QVariant>> expected;
+    for (LessHolder::Field field : {TargetCSSFileFullPath, TargetCSSFileTildePath, TargetCSSFileAbbreviatedPath, TargetCSSFilename,
+                        ValuesForTableViewCell})
+        expected.append({QVariant::fromValue(field)});
+    QCOMPARE(changes, expected);
 }
 
 QTEST_GUILESS_MAIN(TestLessHolder)
