@@ -1,15 +1,11 @@
 #include "FileActions.h"
 #include "engine/UKFileWatcherDelegate.h"
 #include "engine/UKKQueue.h"
-#include "support/NotificationCenter.h"
 
 #include <QCoreApplication>
-#include <QDir>
 #include <QElapsedTimer>
-#include <QFile>
 #include <QTemporaryDir>
 #include <QTest>
-#include <QThread>
 
 #include <functional>
 #include <memory>
@@ -22,29 +18,16 @@ using FileActions::Save;
 namespace {
 
 constexpr int Timeout = 20000;
-// A folder that was removed is watched again within one poll time-out.
-constexpr int FolderRetryTimeout = 15000;
 
-const QHash<QString, QString> ShortNames{
-    {UKFileWatcherRenameNotification, "renamed"},
-    {UKFileWatcherWriteNotification, "written"},
-    {UKFileWatcherDeleteNotification, "deleted"},
-    {UKFileWatcherAttributeChangeNotification, "attributes"},
-    {UKFileWatcherSizeIncreaseNotification, "size"},
-    {UKFileWatcherLinkCountChangeNotification, "links"},
-};
-
-// Records each call as "written: <content at that moment>", "renamed" and
-// so on; renews the watch of a written or deleted path from inside the call
-// when asked to, as the compiler engine does.
-class RecordingDelegate : public UKFileWatcherDelegate
+// Records "WrittenTo: <content then>", "Renamed" and so on; when asked to, renews the
+// watch of a written or deleted path from inside the call, as the compiler engine does.
+struct RecordingDelegate : public UKFileWatcherDelegate
 {
-public:
     void watcher(UKFileWatcher *watcher, const QString &notification, const QString &path) override
     {
         const bool written = notification == UKFileWatcherWriteNotification;
         const QString content = written ? ": " + QString::fromUtf8(FileActions::contentOf(path)) : QString();
-        events.append({path, ShortNames.value(notification) + content});
+        events.append({path, QString(notification).remove("UKKQueueFile").remove("Notification") + content});
         calledOffGuiThread |= QThread::currentThread() != QCoreApplication::instance()->thread();
         if (onEvent)
             onEvent(path);
@@ -60,475 +43,207 @@ public:
     std::function<void(const QString &path)> onEvent;
 };
 
-enum class Change { Chmod, Append, AddHardLink, RenameAway };
-
-// What each way of saving is reported as.
-const struct
-{
-    const char *name;
-    Save pattern;
-    QStringList expected;
-} Saves[] = {
-    {"in place", Save::InPlace, {"written: saved"}},
-    {"in chunks", Save::InPlaceInChunks, {"written: saved"}},
-    {"temporary file renamed over", Save::TempFileRenamedOver, {"written: saved"}},
-    {"backup, then new file", Save::BackupThenNewFile, {"renamed", "written: saved"}},
-    {"delete, then new file", Save::DeleteThenNewFile, {"written: saved"}},
-};
-
 } // namespace
-
-Q_DECLARE_METATYPE(Change)
 
 class TestUKKQueue : public QObject
 {
     Q_OBJECT
 
-private Q_SLOTS:
-    void init();
-    void cleanup();
-
-    void editorSaves_data();
-    void editorSaves();
-    void changesBeforeAdding_data();
-    void changesBeforeAdding();
-    void saveDuringDelivery_data();
-    void saveDuringDelivery();
-    void leavingAndReturning_data();
-    void leavingAndReturning();
-    void missingPaths();
-    void sharedInode_data();
-    void sharedInode();
-    void eventMask_data();
-    void eventMask();
-    void notificationRouting_data();
-    void notificationRouting();
-    void overflowRescansEveryPath();
-    void stopsPromptly_data();
-    void stopsPromptly();
-
-private:
     QString filePath(const QString &name) const { return QDir(m_folder).filePath(name); }
-    bool flush();
-    bool whileWatcherWaits(const std::function<void()> &work);
-    QStringList takeEventsFor(const QString &path);
+
+    // Events arrive in order: once the marker's write is in, all before it are too.
+    bool flush()
+    {
+        const QByteArray stamp = QByteArray::number(++m_markerWrites);
+        FileActions::writeInPlace(m_marker, stamp);
+        const std::pair<QString, QString> markerWritten{m_marker, "WrittenTo: " + QString::fromLatin1(stamp)};
+        return QTest::qWaitFor([&] { return m_delegate.events.contains(markerWritten); }, Timeout);
+    }
+
+    // Runs work inside a delegate call, so the watcher thread reads its events late.
+    bool whileWatcherWaits(const std::function<void()> &work)
+    {
+        bool done = false;
+        m_delegate.onEvent = [&](const QString &) {
+            if (!std::exchange(done, true))
+                work();
+        };
+        const bool flushed = flush() && flush();
+        m_delegate.onEvent = nullptr;
+        return flushed;
+    }
+
+    QStringList takeEventsFor(const QString &path)
+    {
+        QStringList events;
+        for (const auto &[eventPath, description] : std::exchange(m_delegate.events, {}))
+            if (eventPath == path)
+                events.append(description);
+        return events;
+    }
 
     std::unique_ptr<QTemporaryDir> m_root;
-    QString m_folder;
-    QString m_marker;
+    QString m_folder, m_marker;
     int m_markerWrites = 0;
     RecordingDelegate m_delegate;
     std::unique_ptr<UKKQueue> m_queue;
-};
 
-void TestUKKQueue::init()
-{
-    m_root = std::make_unique<QTemporaryDir>();
-    m_folder = m_root->filePath(QStringLiteral("project ü"));
-    QVERIFY(QDir().mkpath(m_folder));
-    QVERIFY(QDir().mkpath(m_root->filePath(QStringLiteral("marker"))));
-    m_marker = m_root->filePath(QStringLiteral("marker/marker.less"));
-    FileActions::create(m_marker, "0");
-
-    m_delegate = RecordingDelegate();
-    m_queue = std::make_unique<UKKQueue>();
-    m_queue->setDelegate(&m_delegate);
-    m_queue->addPath(m_marker);
-}
-
-void TestUKKQueue::cleanup()
-{
-    m_queue.reset();
-    QVERIFY(!m_delegate.calledOffGuiThread);
-    m_root.reset();
-}
-
-// Events reach the delegate in order, so once the marker's write is in,
-// everything that happened before it is in too.
-bool TestUKKQueue::flush()
-{
-    const QByteArray stamp = QByteArray::number(++m_markerWrites);
-    FileActions::writeInPlace(m_marker, stamp);
-    const std::pair<QString, QString> markerWritten{m_marker, "written: " + QString::fromLatin1(stamp)};
-    return QTest::qWaitFor([&] { return m_delegate.events.contains(markerWritten); }, Timeout);
-}
-
-// Runs work inside a delegate call: the watcher thread, waiting for the call
-// to return, reads nothing meanwhile and finds the events of work late.
-bool TestUKKQueue::whileWatcherWaits(const std::function<void()> &work)
-{
-    bool done = false;
-    m_delegate.onEvent = [&](const QString &) {
-        if (!std::exchange(done, true))
-            work();
-    };
-    const bool flushed = flush() && flush();
-    m_delegate.onEvent = nullptr;
-    return flushed;
-}
-
-QStringList TestUKKQueue::takeEventsFor(const QString &path)
-{
-    QStringList events;
-    for (const auto &[eventPath, description] : std::as_const(m_delegate.events)) {
-        if (eventPath == path)
-            events.append(description);
-    }
-    m_delegate.events.clear();
-    return events;
-}
-
-void TestUKKQueue::editorSaves_data()
-{
-    QTest::addColumn<Save>("pattern");
-    QTest::addColumn<bool>("renews");
-    QTest::addColumn<bool>("lagging");
-    QTest::addColumn<QStringList>("expected");
-
-    for (const auto &save : Saves) {
-        QTest::addRow("%s", save.name) << save.pattern << false << false << save.expected;
-        QTest::addRow("%s, renewed by the delegate", save.name)
-            << save.pattern << true << false << save.expected;
-        QTest::addRow("%s, read late", save.name) << save.pattern << false << true << save.expected;
-    }
-}
-
-// Each save is one write, reported once the new content is complete, and the
-// path stays watched for the next save. Read late, the events of the file's
-// creation before it was added do not count.
-void TestUKKQueue::editorSaves()
-{
-    QFETCH(Save, pattern);
-    QFETCH(bool, renews);
-    QFETCH(bool, lagging);
-    QFETCH(QStringList, expected);
-
-    m_delegate.renews = renews;
-    const QString path = filePath(QStringLiteral("style 'q'.less"));
-    const auto createAndAdd = [&] {
-        FileActions::create(path, "created");
-        m_queue->addPath(path);
-    };
-    if (lagging) {
-        QVERIFY(whileWatcherWaits([&] {
-            createAndAdd();
-            FileActions::save(pattern, path, "saved");
-        }));
-    } else {
-        createAndAdd();
-        QVERIFY(flush());
-        FileActions::save(pattern, path, "saved");
-        QVERIFY(flush());
-    }
-    QCOMPARE(takeEventsFor(path), expected);
-
-    FileActions::writeInPlace(path, "next save");
-    QVERIFY(flush());
-    QCOMPARE(takeEventsFor(path), QStringList{"written: next save"});
-    QCOMPARE(m_queue->watchedPaths().count(path), 1);
-}
-
-void TestUKKQueue::changesBeforeAdding_data()
-{
-    QTest::addColumn<QString>("change");
-
-    QTest::newRow("written") << "";
-    QTest::newRow("deleted and created again") << "delete";
-    QTest::newRow("renamed away and created again") << "rename";
-}
-
-// Read after the path was added, events from before it are none of its business.
-void TestUKKQueue::changesBeforeAdding()
-{
-    QFETCH(QString, change);
-
-    const QString path = filePath(QStringLiteral("fresh.less"));
-    QVERIFY(whileWatcherWaits([&] {
-        FileActions::create(path, "created");
-        if (change == "delete")
-            FileActions::remove(path);
-        else if (change == "rename")
-            FileActions::rename(path, path + QStringLiteral(".old"));
-        if (!change.isEmpty())
-            FileActions::create(path, "created again");
-        m_queue->addPath(path);
-    }));
-    QCOMPARE(takeEventsFor(path), QStringList());
-}
-
-void TestUKKQueue::saveDuringDelivery_data()
-{
-    QTest::addColumn<bool>("replacedFirst");
-    QTest::addColumn<bool>("renews");
-
-    QTest::newRow("file as added") << false << false;
-    QTest::newRow("file as added, renewed by the delegate") << false << true;
-    QTest::newRow("file replaced by a save") << true << false;
-    QTest::newRow("file replaced by a save, renewed by the delegate") << true << true;
-}
-
-// A save made while the delegate handles the previous one is reported too,
-// even with the same size within the same timestamp tick.
-void TestUKKQueue::saveDuringDelivery()
-{
-    QFETCH(bool, replacedFirst);
-    QFETCH(bool, renews);
-
-    m_delegate.renews = renews;
-    const QString path = filePath(QStringLiteral("busy.less"));
-    FileActions::create(path, "created");
-    m_queue->addPath(path);
-    if (replacedFirst) {
-        FileActions::save(Save::TempFileRenamedOver, path, "replaced");
-        QVERIFY(flush());
-        m_delegate.events.clear();
-    }
-    m_delegate.onEvent = [&](const QString &eventPath) {
-        if (eventPath == path && m_delegate.events.size() == 1)
-            FileActions::writeInPlace(path, "BBBB");
-    };
-    FileActions::writeInPlace(path, "AAAA");
-    QTRY_VERIFY_WITH_TIMEOUT(m_delegate.events.contains({path, "written: BBBB"}), Timeout);
-    QVERIFY(flush());
-    QCOMPARE(takeEventsFor(path), QStringList({"written: AAAA", "written: BBBB"}));
-}
-
-void TestUKKQueue::leavingAndReturning_data()
-{
-    QTest::addColumn<QString>("leave");
-    QTest::addColumn<QStringList>("whenGone");
-
-    QTest::newRow("deleted, created again") << "delete" << QStringList();
-    QTest::newRow("renamed away, renamed back") << "rename" << QStringList{"renamed"};
-    QTest::newRow("folder removed, made again") << "remove folder" << QStringList();
-}
-
-// A path whose file is gone is watched until a file is there again; its
-// return counts as a write.
-void TestUKKQueue::leavingAndReturning()
-{
-    QFETCH(QString, leave);
-    QFETCH(QStringList, whenGone);
-
-    m_delegate.renews = true;
-    const QString path = filePath(QStringLiteral("base.less"));
-    const QString elsewhere = m_root->filePath(QStringLiteral("elsewhere.less"));
-    FileActions::create(path, "created");
-    m_queue->addPath(path);
-
-    if (leave == "delete")
-        FileActions::remove(path);
-    else if (leave == "rename")
-        FileActions::rename(path, elsewhere);
-    else
-        QVERIFY(QDir(m_folder).removeRecursively());
-    QVERIFY(flush());
-    QCOMPARE(takeEventsFor(path), whenGone);
-
-    if (leave == "rename") {
-        FileActions::writeInPlace(elsewhere, "returned");
-        FileActions::rename(elsewhere, path);
-    } else {
+private Q_SLOTS:
+    void init()
+    {
+        m_root = std::make_unique<QTemporaryDir>();
+        m_folder = m_root->filePath(QStringLiteral("project ü"));
         QVERIFY(QDir().mkpath(m_folder));
-        FileActions::create(path, "returned");
+        m_marker = m_root->filePath(QStringLiteral("marker/marker.less"));
+        FileActions::create(m_marker, "0");
+        m_delegate = RecordingDelegate();
+        m_queue = std::make_unique<UKKQueue>();
+        m_queue->setDelegate(&m_delegate);
+        m_queue->addPath(m_marker);
     }
-    QTRY_VERIFY_WITH_TIMEOUT(m_delegate.events.contains({path, "written: returned"}), FolderRetryTimeout);
-    QVERIFY(flush());
-    QCOMPARE(takeEventsFor(path), QStringList{"written: returned"});
-    FileActions::writeInPlace(path, "next save");
-    QVERIFY(flush());
-    QCOMPARE(takeEventsFor(path), QStringList{"written: next save"});
-}
 
-void TestUKKQueue::missingPaths()
-{
-    QTest::failOnWarning(QRegularExpression(QStringLiteral(".*")));
-    const QString missing = filePath(QStringLiteral("missing.less"));
-    m_queue->addPath(missing);
-    m_queue->removePath(QStringLiteral("/never/added.less"));
-    QCOMPARE(m_queue->watchedPaths(), QStringList{m_marker});
+    void cleanup()
+    {
+        m_queue.reset();
+        QVERIFY(!m_delegate.calledOffGuiThread);
+        m_root.reset();
+    }
 
-    m_queue->addPathAwaitingReturn(missing);
-    QCOMPARE(m_queue->watchedPaths(), QStringList({m_marker, missing}));
-    FileActions::create(missing, "arrived");
-    QVERIFY(flush());
-    QCOMPARE(takeEventsFor(missing), QStringList{"written: arrived"});
-}
+    void changes_data()
+    {
+        QTest::addColumn<QString>("steps"); // "late" first: all read while the watcher waits
+        QTest::addColumn<QStringList>("expected");
 
-void TestUKKQueue::sharedInode_data()
-{
-    QTest::addColumn<bool>("hardLink");
+        const QStringList saved{"WrittenTo: saved"}, returned{"WrittenTo: returned"};
+        QTest::newRow("in place") << "create add flush inPlace" << saved;
+        QTest::newRow("in chunks, renewed") << "renew create add flush chunks" << saved;
+        QTest::newRow("temp file renamed over, renewed") << "renew create add flush temp" << saved;
+        QTest::newRow("temp file renamed over, read late") << "late create add temp" << saved;
+        QTest::newRow("backup, new file, renewed") << "renew create add flush backup" << QStringList{"Renamed", "WrittenTo: saved"};
+        QTest::newRow("delete, then new file, read late") << "late create add deleteNew" << saved;
+        QTest::newRow("deleted before adding, read late") << "late create remove recreate add inPlace" << saved;
+        QTest::newRow("renamed away before adding, read late") << "late create away recreate add inPlace" << saved;
+        QTest::newRow("never there, awaited") << "renew add await flush recreate" << returned;
+        QTest::newRow("deleted, created again") << "renew create add remove flush recreate" << returned;
+        QTest::newRow("renamed away, renamed back")
+            << "renew create add away flush back" << QStringList{"Renamed", "WrittenTo: returned"};
+        QTest::newRow("folder removed, made again (15 s poll)") << "renew create add rmdir flush recreate" << returned;
+        const QStringList both{"WrittenTo: AAAA", "WrittenTo: BBBB"};
+        QTest::newRow("saved during a delivery") << "create add during" << both;
+        QTest::newRow("saved during a delivery, replaced, renewed") << "renew create add temp clear during" << both;
+    }
 
-    QTest::newRow("hard link") << true;
-    QTest::newRow("same path added twice") << false;
-}
+    // Each save is one write, reported once its content is complete, even one made
+    // during a delivery; read late, events from before adding do not count. A gone
+    // file's path stays watched; its return is a write. The next save is seen.
+    void changes()
+    {
+        QFETCH(QString, steps);
+        QFETCH(QStringList, expected);
 
-// Paths that lead to one inode share its watch; removing one registration
-// leaves the others watched.
-void TestUKKQueue::sharedInode()
-{
-    QFETCH(bool, hardLink);
+        const QString path = filePath(QStringLiteral("style 'q'.less"));
+        const QString elsewhere = m_root->filePath(QStringLiteral("elsewhere.less"));
+        const auto whileDelivering = [&](const QString &eventPath) {
+            if (eventPath == path && m_delegate.events.size() == 1)
+                FileActions::writeInPlace(path, "BBBB");
+        };
+        const QHash<QString, std::function<bool()>> actions{
+            {"inPlace", [&] { return FileActions::save(Save::InPlace, path, "saved"), true; }},
+            {"chunks", [&] { return FileActions::save(Save::InPlaceInChunks, path, "saved"), true; }},
+            {"temp", [&] { return FileActions::save(Save::TempFileRenamedOver, path, "saved"), true; }},
+            {"backup", [&] { return FileActions::save(Save::BackupThenNewFile, path, "saved"), true; }},
+            {"deleteNew", [&] { return FileActions::save(Save::DeleteThenNewFile, path, "saved"), true; }},
+            {"renew", [&] { return m_delegate.renews = true; }},
+            {"create", [&] { return FileActions::create(path, "created"), true; }},
+            {"recreate", [&] { return FileActions::create(path, "returned"), true; }},
+            {"add", [&] { return m_queue->addPath(path), true; }},
+            {"await", [&] { return m_queue->addPathAwaitingReturn(path), true; }},
+            {"remove", [&] { return FileActions::remove(path), true; }},
+            {"away", [&] { return FileActions::rename(path, elsewhere), true; }},
+            {"back", [&] { return FileActions::writeInPlace(elsewhere, "returned"), FileActions::rename(elsewhere, path), true; }},
+            {"rmdir", [&] { return QDir(m_folder).removeRecursively(); }},
+            {"during", [&] { return m_delegate.onEvent = whileDelivering, FileActions::writeInPlace(path, "AAAA"), true; }},
+            {"flush", [&] { return flush(); }},
+            {"clear", [&] { return flush() && (m_delegate.events.clear(), true); }},
+        };
+        const auto perform = [&](const QString &step) { return actions.value(step, [] { return false; })(); };
+        QStringList list = steps.split(u' ');
+        if (list.first() == "late")
+            QVERIFY(whileWatcherWaits([&] {
+                for (const QString &step : list.mid(1))
+                    perform(step);
+            }));
+        else
+            for (const QString &step : std::as_const(list))
+                QVERIFY2(perform(step), qPrintable(step));
+        QTRY_VERIFY_WITH_TIMEOUT(m_delegate.events.contains({path, expected.last()}), Timeout);
+        m_delegate.onEvent = nullptr;
+        QVERIFY(flush());
+        QCOMPARE(takeEventsFor(path), expected);
 
-    const QString first = filePath(QStringLiteral("first.less"));
-    const QString second = hardLink ? filePath(QStringLiteral("second.less")) : first;
-    FileActions::create(first, "created");
-    if (hardLink)
+        FileActions::writeInPlace(path, "next save");
+        QVERIFY(flush());
+        QCOMPARE(takeEventsFor(path), QStringList{"WrittenTo: next save"});
+        QCOMPARE(m_queue->watchedPaths().count(path), 1);
+    }
+
+    // Paths to one inode share its watch; removing one leaves the other watched.
+    void hardLinks()
+    {
+        const QString first = filePath(QStringLiteral("first.less"));
+        const QString second = filePath(QStringLiteral("second.less"));
+        FileActions::create(first, "created");
         QCOMPARE(::link(QFile::encodeName(first).constData(), QFile::encodeName(second).constData()), 0);
-    m_queue->addPath(first);
-    m_queue->addPath(second);
+        m_queue->addPath(first);
+        m_queue->addPath(second);
 
-    FileActions::writeInPlace(first, "both");
-    QVERIFY(flush());
-    m_delegate.events.removeIf([&](const auto &event) { return event.first == m_marker; });
-    const QList<std::pair<QString, QString>> both{{first, "written: both"}, {second, "written: both"}};
-    QCOMPARE(m_delegate.events, both);
+        FileActions::writeInPlace(first, "both");
+        QVERIFY(flush());
+        m_delegate.events.removeIf([&](const auto &event) { return event.first == m_marker; });
+        const QList<std::pair<QString, QString>> both{{first, "WrittenTo: both"}, {second, "WrittenTo: both"}};
+        QCOMPARE(std::exchange(m_delegate.events, {}), both);
 
-    m_queue->removePath(first);
-    m_delegate.events.clear();
-    FileActions::writeInPlace(first, "one left");
-    QVERIFY(flush());
-    QCOMPARE(takeEventsFor(second), QStringList{"written: one left"});
-}
-
-void TestUKKQueue::eventMask_data()
-{
-    QTest::addColumn<quint32>("mask");
-    QTest::addColumn<Change>("change");
-    QTest::addColumn<QStringList>("expected");
-
-    const quint32 byDefault = UKKQueue::DefaultEventMask;
-    QTest::newRow("chmod, default") << byDefault << Change::Chmod << QStringList{"attributes"};
-    QTest::newRow("chmod, writes only") << quint32(UKKQueue::Write) << Change::Chmod << QStringList();
-    QTest::newRow("append, default") << byDefault << Change::Append << QStringList{"written: created, more"};
-    QTest::newRow("append, size and writes") << quint32(UKKQueue::Extend | UKKQueue::Write) << Change::Append
-                                             << QStringList{"size", "written: created, more"};
-    QTest::newRow("new hard link, default") << byDefault << Change::AddHardLink << QStringList();
-    QTest::newRow("new hard link, link count")
-        << quint32(UKKQueue::Link | UKKQueue::Attrib) << Change::AddHardLink << QStringList{"links"};
-    QTest::newRow("renamed away, renames only") << quint32(UKKQueue::Rename) << Change::RenameAway
-                                                << QStringList{"renamed"};
-}
-
-void TestUKKQueue::eventMask()
-{
-    QFETCH(quint32, mask);
-    QFETCH(Change, change);
-    QFETCH(QStringList, expected);
-
-    const QString path = filePath(QStringLiteral("masked.less"));
-    FileActions::create(path, "created");
-    m_queue->addPathToQueue(path, mask);
-    QFile file(path);
-    switch (change) {
-    case Change::Chmod:
-        QVERIFY(file.setPermissions(QFile::ReadOwner | QFile::WriteOwner));
-        break;
-    case Change::Append:
-        QVERIFY(file.open(QIODevice::Append) && file.write(", more") > 0);
-        file.close();
-        break;
-    case Change::AddHardLink:
-        QCOMPARE(::link(qPrintable(path), qPrintable(path + QStringLiteral(".link"))), 0);
-        break;
-    case Change::RenameAway:
-        FileActions::rename(path, path + QStringLiteral(".moved"));
-        break;
+        m_queue->removePath(first);
+        FileActions::writeInPlace(first, "one left");
+        QVERIFY(flush());
+        QCOMPARE(takeEventsFor(second), QStringList{"WrittenTo: one left"});
     }
-    QVERIFY(flush());
-    QCOMPARE(takeEventsFor(path), expected);
-}
 
-void TestUKKQueue::notificationRouting_data()
-{
-    QTest::addColumn<bool>("hasDelegate");
-    QTest::addColumn<bool>("alwaysNotify");
-    QTest::addColumn<QStringList>("expected");
+    // A save lost to a queue overflow is still reported by the rescan after it.
+    void overflowRescansEveryPath()
+    {
+        const int maxQueuedEvents = FileActions::contentOf("/proc/sys/fs/inotify/max_queued_events").trimmed().toInt();
+        QVERIFY(maxQueuedEvents > 0);
 
-    QTest::newRow("delegate") << true << false << QStringList{"delegate"};
-    QTest::newRow("delegate, always notify") << true << true << QStringList{"delegate", "workspace"};
-    QTest::newRow("no delegate") << false << false << QStringList{"workspace"};
-}
+        const QString path = filePath(QStringLiteral("flooded.less"));
+        FileActions::create(path, "created");
+        m_queue->addPath(path);
+        QTest::ignoreMessage(QtWarningMsg, "UKKQueue: the inotify queue overflowed and events were lost; "
+                                           "rescanning every watched path.");
+        // A create and a close for each file fill the queue; the save after them is lost.
+        QVERIFY(whileWatcherWaits([&] {
+            for (int i = 0; i < maxQueuedEvents / 2 + 1000; ++i)
+                FileActions::create(filePath(QStringLiteral("flood%1.css").arg(i)), {});
+            FileActions::writeInPlace(path, "saved while flooded");
+        }));
+        // The rescan may report the marker first, so wait for the path itself.
+        QTRY_VERIFY_WITH_TIMEOUT(m_delegate.events.contains({path, "WrittenTo: saved while flooded"}), Timeout);
+        QVERIFY(flush());
+        QCOMPARE(takeEventsFor(path), QStringList{"WrittenTo: saved while flooded"});
+    }
 
-// Delegate first, then the workspace notification; both on the GUI thread.
-void TestUKKQueue::notificationRouting()
-{
-    QFETCH(bool, hasDelegate);
-    QFETCH(bool, alwaysNotify);
-    QFETCH(QStringList, expected);
-
-    const QString path = filePath(QStringLiteral("routed.less"));
-    FileActions::create(path, "created");
-    QStringList calls;
-    QObject observer;
-    NotificationCenter::workspaceCenter()->addObserver(
-        &observer, {UKFileWatcherWriteNotification}, [&](const Notification &posted) {
-            if (posted.userInfo == QVariantMap{{"path", path}} && posted.sender == m_queue.get()
-                && QThread::currentThread() == QCoreApplication::instance()->thread())
-                calls.append(QStringLiteral("workspace"));
-        });
-    m_delegate.onEvent = [&](const QString &eventPath) {
-        if (eventPath == path)
-            calls.append(QStringLiteral("delegate"));
-    };
-    m_queue->setAlwaysNotify(alwaysNotify);
-    m_queue->setDelegate(hasDelegate ? &m_delegate : nullptr);
-    m_queue->addPath(path);
-
-    FileActions::writeInPlace(path, "routed");
-    QTRY_COMPARE_WITH_TIMEOUT(calls, expected, Timeout);
-}
-
-// Every save while the queue overflows is lost; the rescan after the
-// overflow still reports the path as written.
-void TestUKKQueue::overflowRescansEveryPath()
-{
-    QFile limit(QStringLiteral("/proc/sys/fs/inotify/max_queued_events"));
-    QVERIFY(limit.open(QIODevice::ReadOnly));
-    const int maxQueuedEvents = limit.readAll().trimmed().toInt();
-    QVERIFY(maxQueuedEvents > 0);
-
-    const QString path = filePath(QStringLiteral("flooded.less"));
-    FileActions::create(path, "created");
-    m_queue->addPath(path);
-    QTest::ignoreMessage(QtWarningMsg, "UKKQueue: the inotify queue overflowed and events were lost; "
-                                       "rescanning every watched path.");
-    // A create and a close for each file fill the queue; the save after them is lost.
-    QVERIFY(whileWatcherWaits([&] {
-        for (int i = 0; i < maxQueuedEvents / 2 + 1000; ++i)
-            FileActions::create(filePath(QStringLiteral("flood%1.css").arg(i)), {});
-        FileActions::writeInPlace(path, "saved while flooded");
-    }));
-    // The rescan may report the marker before this path, so wait for the path itself.
-    QTRY_VERIFY_WITH_TIMEOUT(m_delegate.events.contains({path, "written: saved while flooded"}), Timeout);
-    QVERIFY(flush());
-    QCOMPARE(takeEventsFor(path), QStringList{"written: saved while flooded"});
-}
-
-void TestUKKQueue::stopsPromptly_data()
-{
-    QTest::addColumn<bool>("deliveryPending");
-
-    QTest::newRow("idle") << false;
-    QTest::newRow("blocked on a delivery") << true;
-}
-
-// The watcher thread ends well within its 5-second poll, even while it
-// waits for the GUI thread.
-void TestUKKQueue::stopsPromptly()
-{
-    QFETCH(bool, deliveryPending);
-
-    if (deliveryPending) {
+    // The watcher thread ends well within its 5 s poll, even while blocked on a delivery.
+    void stopsPromptly()
+    {
         FileActions::writeInPlace(m_marker, "pending");
-        // Without the GUI thread taking deliveries, the watcher thread blocks on this one.
-        QThread::msleep(200);
+        QThread::msleep(200); // the GUI thread takes no delivery, so the watcher blocks on this one
+        QElapsedTimer stopping;
+        stopping.start();
+        m_queue.reset();
+        QCOMPARE_LT(stopping.elapsed(), 5000);
+        QVERIFY(m_delegate.events.isEmpty());
     }
-    QElapsedTimer stopping;
-    stopping.start();
-    m_queue.reset();
-    QCOMPARE_LT(stopping.elapsed(), 5000);
-    QVERIFY(m_delegate.events.isEmpty());
-}
+};
 
 QTEST_GUILESS_MAIN(TestUKKQueue)
 #include "TestUKKQueue.moc"
