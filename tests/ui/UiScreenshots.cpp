@@ -9,8 +9,8 @@
 #include "ui/AboutWindowController.h"
 #include "ui/FilesArrayController.h"
 #include "ui/PathsArrayController.h"
-#include "ui/ZRMDragOverlayWindow.h"
 #include "ui/PreferencesController.h"
+#include "ui/ZRMDragOverlayWindow.h"
 #include "ui/ZRMWindow.h"
 
 #include <QApplication>
@@ -28,92 +28,71 @@
 
 namespace {
 
-const QString ErrorText = QStringLiteral(
-    "ParseError: Unrecognised input. Possibly missing something in %1 on line 14, column 5:\n"
-    "13 .site-header {\n14     colour red\n15 }");
-
-QString home(const QString &path)
-{
-    return QDir::homePath() + u'/' + path;
-}
+QString home(const QString &path) { return QDir::homePath() + u'/' + path; }
 
 // The files exist, so that the engine watches them as it would a real project.
 bool addFolder(LessModel *model, const QString &folder, const QStringList &files)
 {
     QStringList paths;
     for (const QString &file : files) {
-        const QString path = home(folder) + u'/' + file;
-        QFile lessFile(path);
-        if (!QDir().mkpath(QFileInfo(path).path()) || !lessFile.open(QIODevice::WriteOnly))
+        paths << home(folder) + u'/' + file;
+        if (!QDir().mkpath(QFileInfo(paths.last()).path()) || !QFile(paths.last()).open(QIODevice::WriteOnly))
             return false;
-        paths << path;
     }
     model->addNewPathToModel(home(folder), paths);
     return true;
 }
 
-void selectRow(QItemSelectionModel *selection, int row)
-{
-    selection->select(selection->model()->index(row, 0), QItemSelectionModel::ClearAndSelect);
-}
-
 // Through the engine's notifications, as a real compile reports.
-void reportCompile(const QString &file, const QString &result, bool successful, const QDateTime &time,
+void reportCompile(const QString &file, const QString &result, bool successful, qint64 secondsFromNow,
                    const QString &linkedToFile = {})
 {
     using namespace ZRMLessCompilerKey;
     NotificationCenter *center = NotificationCenter::defaultCenter();
+    const QDateTime time = QDateTime::currentDateTime().addSecs(secondsFromNow);
     center->post(ZRMLCStartedCompilingAFileNotification, nullptr, {{File, file}});
-    center->post(successful ? ZRMLCCompiledFileSuccessfullyNotification : ZRMLCFailedToCompileFileNotification,
-                 nullptr,
+    center->post(successful ? ZRMLCCompiledFileSuccessfullyNotification : ZRMLCFailedToCompileFileNotification, nullptr,
                  {{Time, time}, {File, file}, {Result, result}, {Successful, successful}, {LinkedToFile, linkedToFile}});
 }
 
 bool fillProject(MainAppController &controller)
 {
     LessModel *model = controller.appModel();
-    const bool created =
-        addFolder(model, QStringLiteral("Sites/acme-shop"),
-                  {QStringLiteral("less/main.less"), QStringLiteral("less/print.less"),
-                   QStringLiteral("less/components/buttons.less"), QStringLiteral("less/components/forms.less")})
-        && addFolder(model, QStringLiteral("Sites/portfolio"),
-                     {QStringLiteral("styles/site.less"), QStringLiteral("styles/blog.less")});
-    if (!created)
+    if (!addFolder(model, "Sites/acme-shop",
+                   {"less/main.less", "less/print.less", "less/components/buttons.less", "less/components/forms.less"})
+        || !addFolder(model, "Sites/portfolio", {"styles/site.less", "styles/blog.less"}))
         return false;
     const auto &shopFiles = model->pathData().at(0)->lessFiles();
-    shopFiles.at(0)->setCSSFileOutputPath(home(QStringLiteral("Sites/acme-shop/css")));
+    shopFiles.at(0)->setCSSFileOutputPath(home("Sites/acme-shop/css"));
     shopFiles.at(1)->setCheckboxState(false);
+    for (QItemSelectionModel *selection :
+         {controller.pathsController()->selectionModel(), controller.filesController()->selectionModel()})
+        selection->select(selection->model()->index(0, 0), QItemSelectionModel::ClearAndSelect);
 
-    selectRow(controller.pathsController()->selectionModel(), 0);
-    selectRow(controller.filesController()->selectionModel(), 0);
-
-    const QDateTime now = QDateTime::currentDateTime();
     controller.toggleAutoCompile();
-    reportCompile(home(QStringLiteral("Sites/acme-shop/less/main.less")), QStringLiteral("Success!"), true,
-                  now.addSecs(95));
-    const QString print = home(QStringLiteral("Sites/acme-shop/less/print.less"));
-    reportCompile(print, ErrorText.arg(print), false, now.addSecs(143));
-    reportCompile(home(QStringLiteral("Sites/acme-shop/less/main.less")), QStringLiteral("Success!"), true,
-                  now.addSecs(171), QStringLiteral("[Triggered by: base.less]"));
+    const QString main = home("Sites/acme-shop/less/main.less"), print = home("Sites/acme-shop/less/print.less");
+    reportCompile(main, "Success!", true, 95);
+    reportCompile(print, QStringLiteral("ParseError: Unrecognised input. Possibly missing something in %1 on line 14, "
+                                        "column 5:\n13 .site-header {\n14     colour red\n15 }").arg(print), false, 143);
+    reportCompile(main, "Success!", true, 171, "[Triggered by: base.less]");
     return true;
 }
 
-bool save(const QPixmap &picture, const QDir &folder, const QString &name)
+// Lets the widget settle, then saves its picture and prints where.
+bool save(QWidget *widget, const QDir &folder, const QString &name)
 {
+    QTest::qWait(50);
     const QString path = folder.filePath(name);
-    if (!picture.save(path))
+    if (!widget->grab().save(path))
         return false;
     std::printf("%s\n", qUtf8Printable(path));
     return true;
 }
 
-void settle()
-{
-    QTest::qWait(50);
-}
+void finish(QPropertyAnimation *fade) { fade->setCurrentTime(fade->duration()); }
 
-// A drag held over the window, its fade-in run to the end.
-void dragOver(ZRMWindow *window, const QStringList &paths)
+// A drag held over the window, pictured, then left.
+bool saveDrag(ZRMWindow *window, const QStringList &paths, const QDir &folder, const QString &name)
 {
     QList<QUrl> urls;
     for (const QString &path : paths)
@@ -121,18 +100,13 @@ void dragOver(ZRMWindow *window, const QStringList &paths)
     QMimeData data;
     data.setUrls(urls);
     QDragEnterEvent enter(window->rect().center(), Qt::CopyAction, &data, Qt::LeftButton, Qt::NoModifier);
-    QApplication::sendEvent(window, &enter);
-    QPropertyAnimation *fadeIn = window->overlayWindow()->fadeInAnimation();
-    fadeIn->setCurrentTime(fadeIn->duration());
-    settle();
-}
-
-void endDrag(ZRMWindow *window)
-{
     QDragLeaveEvent leave;
+    QApplication::sendEvent(window, &enter);
+    finish(window->overlayWindow()->fadeInAnimation());
+    const bool saved = save(window, folder, name);
     QApplication::sendEvent(window, &leave);
-    QPropertyAnimation *fadeOut = window->overlayWindow()->fadeOutAnimation();
-    fadeOut->setCurrentTime(fadeOut->duration());
+    finish(window->overlayWindow()->fadeOutAnimation());
+    return saved;
 }
 
 } // namespace
@@ -145,12 +119,9 @@ int main(int argc, char *argv[])
         return 2;
     }
     const QDir folder(QString::fromLocal8Bit(argv[1]));
-    if (!folder.mkpath(QStringLiteral(".")))
-        return 1;
-
     MainAppController controller(nullptr);
     ZRMWindow *window = controller.window();
-    if (!fillProject(controller))
+    if (!folder.mkpath(".") || !fillProject(controller))
         return 1;
     window->show();
     window->activateWindow();
@@ -158,38 +129,28 @@ int main(int argc, char *argv[])
         return 1;
 
     controller.setActiveTabViewIndex(0);
-    settle();
-    bool saved = save(window->grab(), folder, QStringLiteral("main-window-files.png"));
-
+    bool saved = save(window, folder, "main-window-files.png");
     controller.setActiveTabViewIndex(MainAppController::CompilerLogTab);
-    settle();
-    saved &= save(window->grab(), folder, QStringLiteral("main-window-log.png"));
-
+    saved &= save(window, folder, "main-window-log.png");
     controller.setActiveTabViewIndex(0);
-    controller.showSpinnerWithMessage(QStringLiteral("Refreshing Folders..."));
-    settle();
-    saved &= save(window->grab(), folder, QStringLiteral("main-window-busy.png"));
+    controller.showSpinnerWithMessage("Refreshing Folders...");
+    saved &= save(window, folder, "main-window-busy.png");
     controller.hideSpinner();
 
-    dragOver(window, {QStringLiteral("Sites/portfolio")});
-    saved &= save(window->grab(), folder, QStringLiteral("drag-one-folder.png"));
-    endDrag(window);
-    dragOver(window, {QStringLiteral("Sites/acme-shop/less/main.less"), QStringLiteral("Sites/acme-shop/less/print.less"),
-                      QStringLiteral("Sites/portfolio/styles/site.less")});
-    saved &= save(window->grab(), folder, QStringLiteral("drag-three-less-files.png"));
-    endDrag(window);
+    saved &= saveDrag(window, {"Sites/portfolio"}, folder, "drag-one-folder.png");
+    saved &= saveDrag(window,
+                      {"Sites/acme-shop/less/main.less", "Sites/acme-shop/less/print.less", "Sites/portfolio/styles/site.less"},
+                      folder, "drag-three-less-files.png");
 
-    window->flashOverlayWithDuration(0, QStringLiteral("thumbs.png"), QStringLiteral("Refresh Complete"));
-    QPropertyAnimation *fadeIn = window->overlayWindow()->fadeInAnimation();
-    fadeIn->setCurrentTime(fadeIn->duration());
-    settle();
-    saved &= save(window->grab(), folder, QStringLiteral("main-window-flash.png"));
+    window->flashOverlayWithDuration(0, "thumbs.png", "Refresh Complete");
+    finish(window->overlayWindow()->fadeInAnimation());
+    saved &= save(window, folder, "main-window-flash.png");
 
-    controller.throwErrorSheetWithTitle(QStringLiteral("Path Already Included"),
-                                        QStringLiteral("We're already watching %1").arg(home(QStringLiteral("Sites/acme-shop"))));
-    settle();
+    controller.throwErrorSheetWithTitle("Path Already Included",
+                                        QStringLiteral("We're already watching %1").arg(home("Sites/acme-shop")));
+    QTest::qWait(50);
     auto *sheet = window->findChild<QMessageBox *>();
-    saved &= sheet && save(sheet->grab(), folder, QStringLiteral("error-sheet.png"));
+    saved &= sheet && save(sheet, folder, "error-sheet.png");
 
     // What a user who changed a little might have.
     UserDefaults *defaults = UserDefaults::standardUserDefaults();
@@ -197,13 +158,10 @@ int main(int argc, char *argv[])
     defaults->setBool(true, UserDefaultsKeys::UpdateAtStartup);
     defaults->setBool(true, UserDefaultsKeys::ShouldCompressCSSOutput);
     PreferencesController preferences;
-    preferences.show();
-    settle();
-    saved &= save(preferences.grab(), folder, QStringLiteral("preferences.png"));
-
     AboutWindowController about;
+    preferences.show();
+    saved &= save(&preferences, folder, "preferences.png");
     about.show();
-    settle();
-    saved &= save(about.grab(), folder, QStringLiteral("about.png"));
+    saved &= save(&about, folder, "about.png");
     return saved ? 0 : 1;
 }

@@ -6,7 +6,7 @@
 
 namespace UiTestSupport {
 
-// A folder and its files, named relative to it; nothing touches the disk.
+// A folder and its files, named relative to it, not on disk.
 inline void addFolder(LessModel *model, const QString &folder, const QStringList &fileNames)
 {
     QStringList files;
@@ -19,10 +19,8 @@ inline void addFolder(LessModel *model, const QString &folder, const QStringList
 inline void selectRows(QItemSelectionModel *selectionModel, const QList<int> &rows)
 {
     QItemSelection selection;
-    for (int row : rows) {
-        const QModelIndex index = selectionModel->model()->index(row, 0);
-        selection.select(index, index);
-    }
+    for (int row : rows)
+        selection.select(selectionModel->model()->index(row, 0), selectionModel->model()->index(row, 0));
     selectionModel->select(selection, QItemSelectionModel::ClearAndSelect);
 }
 
