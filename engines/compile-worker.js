@@ -1,0 +1,350 @@
+'use strict';
+// Compiles LESS files on request, one at a time, for as long as standard input
+// stays open: lessc's own compile without starting Node and loading less each
+// time. Every compile gets exactly what `lessc IN OUT [--yui-compress]
+// --no-color` would produce: the same CSS, or the same text on standard error.
+//
+// Standard input: one request per line,
+//   {"id":1,"input":"/abs/in.less","output":"/abs/out.css","compress":false}
+// Standard output, once loaded: {"ready":true,"less":"4.9.1"}, then one answer
+// per request, in order,
+//   {"id":1,"ok":true,"message":"","files":["/abs/in.less","/abs/import.less"]}
+// where message is lessc's standard error on failure and files is every file
+// the compile read.
+
+const fs = require('fs');
+const path = require('path');
+const util = require('util');
+const { StringDecoder } = require('string_decoder');
+
+// Standard output carries the protocol alone, whatever less, a plugin or an
+// @plugin script prints.
+const writeProtocol = process.stdout.write.bind(process.stdout);
+process.stdout.write = process.stderr.write.bind(process.stderr);
+process.stdout.on('error', () => process.exit(1));
+
+// What lessc would have printed on standard error during the current compile;
+// null between compiles.
+let transcript = null;
+
+console.warn = console.error = (...args) => {
+  const text = `${util.format(...args)}\n`;
+  if (transcript !== null) {
+    transcript += text;
+  } else {
+    process.stderr.write(text);
+  }
+};
+
+function send(answer) {
+  writeProtocol(`${JSON.stringify(answer)}\n`);
+}
+
+let errno = null;
+try {
+  errno = require('errno');
+} catch (e) {
+  // lessc does without it too.
+}
+
+let less;
+let lessFs;
+let defaultOptions;
+let compressPlugin;
+
+// As lessc finds a plugin for an option it does not know, from the current folder.
+async function loadCompressPlugin() {
+  const loader = new less.PluginLoader(less);
+  const { contents, filename } = await loader.loadPlugin(
+    'yui-compress', process.cwd(), { ...less.options }, less.environment, new less.FileManager());
+  // A scratch manager: each compile installs the plugin into a fresh one.
+  const plugin = loader.evalPlugin(contents, { pluginManager: less.PluginManager(less, true) }, null,
+    undefined, filename);
+  if (!plugin || plugin instanceof Error) {
+    throw new Error(`${filename}: ${plugin ? plugin.message : 'not a plugin'}`);
+  }
+  return plugin;
+}
+
+async function load() {
+  less = (await import('less')).default;
+  lessFs = less.fs;
+  defaultOptions = (await import('less/lib/less/default-options.js')).default;
+  compressPlugin = await loadCompressPlugin();
+  less.logger.addListener({
+    warn: (msg) => console.warn(msg),
+    error: (msg) => console.error(msg),
+  });
+}
+
+// The options lessc builds from `IN OUT [--yui-compress] --no-color`, but with
+// a new plugin manager per compile: lessc's process starts with an empty one,
+// and @plugin scripts must not linger into the next compile.
+function lesscOptions(input, compress) {
+  const options = defaultOptions();
+  options.plugins = compress ? [compressPlugin] : [];
+  options.reUsePluginManager = false;
+  options.color = false;
+  options.paths = [path.dirname(input)].concat(options.paths);
+  options.filename = input;
+  return options;
+}
+
+function readFile(file) {
+  return new Promise((resolve, reject) => {
+    lessFs.readFile(file, 'utf8', (e, data) => (e ? reject(e) : resolve(data)));
+  });
+}
+
+// An exception nobody catches would have ended lessc with its stack; here it
+// ends the compile under way, which need not be the one that caused it.
+const crashed = Symbol('crashed');
+let abortCompile = null;
+process.on('uncaughtException', (e) => {
+  console.error(e && e.stack ? e.stack : util.inspect(e));
+  if (abortCompile) {
+    abortCompile(crashed);
+  }
+});
+
+async function unlessAborted(promise) {
+  try {
+    return await Promise.race([promise, new Promise((resolve, reject) => { abortCompile = reject; })]);
+  } finally {
+    abortCompile = null;
+  }
+}
+
+function writeError(output, err) {
+  let description = 'Error: ';
+  if (errno && errno.errno[err.errno]) {
+    description += errno.errno[err.errno].description;
+  } else {
+    description += `${err.code} ${err.message}`;
+  }
+  console.error(`lessc: failed to create file ${output}`);
+  console.error(description);
+}
+
+// Where writing to `file` ends up; null for a loop of links.
+function followLinks(file) {
+  for (let hops = 0; hops < 40; hops++) {
+    let target;
+    try {
+      target = fs.readlinkSync(file);
+    } catch (e) {
+      return file;
+    }
+    file = path.resolve(fs.realpathSync(path.dirname(file)), target);
+  }
+  return null;
+}
+
+let tempCounter = 0;
+
+// Replaces the CSS in one step, so that a reader sees the old file or the new
+// one, never part of it. Returns false, having written nothing, where that
+// cannot be (the folder takes no new file, the target is a folder); the caller
+// then writes as lessc does, to lessc's success or error.
+function replaceFile(output, css) {
+  const target = followLinks(output);
+  if (target === null) {
+    return false;
+  }
+  let existing = null;
+  try {
+    existing = fs.statSync(target);
+  } catch (e) {
+    // A new file: its mode comes from the umask, as lessc's would.
+  }
+  if (existing && existing.isDirectory()) {
+    return false;
+  }
+  const name = path.basename(target).slice(0, 200);
+  const temp = path.join(path.dirname(target), `.${name}.cascader-${process.pid}-${++tempCounter}.tmp`);
+  try {
+    fs.writeFileSync(temp, css, { encoding: 'utf8', flag: 'wx', mode: 0o666 });
+    if (existing) {
+      // Owner first: a chown clears the set-id bits that the chmod restores.
+      if (existing.uid !== process.getuid() || existing.gid !== process.getgid()) {
+        try {
+          fs.chownSync(temp, existing.uid, existing.gid);
+        } catch (e) {
+          // Only root gives files away, and others only to their own groups.
+        }
+      }
+      fs.chmodSync(temp, existing.mode & 0o7777);
+    }
+    fs.renameSync(temp, target);
+    return true;
+  } catch (e) {
+    try {
+      fs.unlinkSync(temp);
+    } catch (ignored) {
+      // Never made.
+    }
+    // Out of space and the like: lessc's write would have failed the same way.
+    if (e.syscall === 'write') {
+      throw e;
+    }
+    return false;
+  }
+}
+
+// lessc's own write, for what the folder refuses: it succeeds or fails
+// exactly as lessc's does.
+function writeInPlace(output, css) {
+  return new Promise((resolve, reject) => {
+    lessFs.writeFile(output, css, { encoding: 'utf8' }, (e) => (e ? reject(e) : resolve()));
+  });
+}
+
+async function writeOutput(output, css) {
+  try {
+    const folder = path.dirname(output);
+    if (!fs.existsSync(folder)) {
+      fs.mkdirSync(folder, { recursive: true });
+    }
+    if (!replaceFile(output, css)) {
+      await writeInPlace(output, css);
+    }
+    return true;
+  } catch (e) {
+    writeError(output, e);
+    return false;
+  }
+}
+
+async function compile(input, output, compress) {
+  let data;
+  try {
+    data = await unlessAborted(readFile(input));
+  } catch (e) {
+    if (e !== crashed) {
+      console.error(`lessc: ${e.message}`);
+    }
+    return { ok: false, files: [input] };
+  }
+  data = data.replace(/^\uFEFF/, '');
+  const options = lesscOptions(input, compress);
+  let imports = null;
+  let result;
+  try {
+    const rendering = less.render(data, options);
+    // Set while render starts its parse, before anything else can compile.
+    imports = less.importManager;
+    result = await unlessAborted(rendering);
+  } catch (err) {
+    if (err !== crashed) {
+      console.error(err && typeof err.toString === 'function'
+        ? err.toString({ stylize: options.color && less.lesscHelper.stylize })
+        : String(err));
+    }
+    return { ok: false, files: filesRead(input, imports) };
+  }
+  const files = filesRead(input, imports);
+  return { ok: await writeOutput(output, result.css), files };
+}
+
+function filesRead(input, imports) {
+  return [...new Set([input, ...Object.keys(imports ? imports.contents : {})])];
+}
+
+function isAbsolutePath(value) {
+  return typeof value === 'string' && path.isAbsolute(value) && !value.includes('\0');
+}
+
+function parseRequest(line) {
+  let request;
+  try {
+    request = JSON.parse(line);
+  } catch (e) {
+    return { error: e.message };
+  }
+  if (request === null || typeof request !== 'object' || Array.isArray(request)) {
+    return { error: 'not a JSON object' };
+  }
+  const id = typeof request.id === 'number' ? request.id : null;
+  if (id === null) {
+    return { error: '"id" must be a number' };
+  }
+  for (const key of ['input', 'output']) {
+    if (!isAbsolutePath(request[key])) {
+      return { id, error: `"${key}" must be an absolute path` };
+    }
+  }
+  if (typeof request.compress !== 'boolean') {
+    return { id, error: '"compress" must be true or false' };
+  }
+  return { id, request };
+}
+
+async function serve(line) {
+  const { id = null, error, request } = parseRequest(line);
+  if (error) {
+    return { id, ok: false, message: `Malformed request: ${error}`, files: [] };
+  }
+  const input = path.resolve(request.input);
+  transcript = '';
+  try {
+    const { ok, files } = await compile(input, path.resolve(request.output), request.compress);
+    return { id, ok, message: ok ? '' : transcript, files };
+  } catch (e) {
+    return { id, ok: false, message: transcript + util.inspect(e), files: [input] };
+  } finally {
+    transcript = null;
+  }
+}
+
+// Lines wait here while a compile runs; standard input closed, the worker
+// serves what it has and exits.
+const queue = [];
+let serving = false;
+let inputEnded = false;
+
+function next() {
+  if (serving) {
+    return;
+  }
+  if (queue.length === 0) {
+    if (inputEnded) {
+      process.exit(0);
+    }
+    return;
+  }
+  serving = true;
+  serve(queue.shift()).then((answer) => {
+    send(answer);
+    serving = false;
+    next();
+  });
+}
+
+function listen() {
+  const decoder = new StringDecoder('utf8');
+  let pending = '';
+  const take = (text) => {
+    const lines = (pending + text).split('\n');
+    pending = lines.pop();
+    queue.push(...lines.filter((line) => line.trim() !== ''));
+  };
+  process.stdin.on('data', (chunk) => {
+    take(decoder.write(chunk));
+    next();
+  });
+  const end = () => {
+    take(`${decoder.end()}\n`);
+    inputEnded = true;
+    next();
+  };
+  process.stdin.on('end', end);
+  process.stdin.on('error', end);
+}
+
+load().then(() => {
+  send({ ready: true, less: less.version.join('.') });
+  listen();
+}, (e) => {
+  process.stderr.write(`compile-worker: cannot load less and its compress plugin: ${e && e.stack || e}\n`);
+  process.exit(1);
+});
