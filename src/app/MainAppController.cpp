@@ -73,6 +73,7 @@ const QString RefreshOverlayTitle = QStringLiteral("Refresh Complete");
 // The compiler log.
 constexpr RgbaColor SuccessGreen{0, 0.573, 0, 1};
 const QString ToggleLogFile = QStringLiteral("...");
+const QString CompilerLogFile = QStringLiteral("LESS compiler");
 const QString AutoCompileEnabledMessage = QStringLiteral("Auto-compile is now enabled.");
 const QString AutoCompileDisabledMessage = QStringLiteral("Auto-compile is now disabled.");
 const QString LinkedToFileSuffix = QStringLiteral("  %1");
@@ -776,9 +777,21 @@ void MainAppController::handleZRMCompilerNotification(const Notification &notifi
             && UserDefaults::standardUserDefaults()->boolForKey(UserDefaultsKeys::BringAppToFrontOnError))
             m_appDelegate->bringAppToFrontWithBeep(true);
     } else if (notification.name == ZRMLCFailedToFindCompilerEngineNotification) {
-        throwErrorSheetWithTitle(CompilerErrorTitle, CompilerNotFoundMessage);
+        reportMissingCompiler(notification.userInfo.value(ZRMLessCompilerKey::Result).toString());
     }
     scrollTableViewsToLastRow();
+}
+
+// The engine says this once until the compiler works again: in the log, and
+// on standard error when there is no window to look at.
+void MainAppController::reportMissingCompiler(const QString &reason)
+{
+    const QString message = CompilerNotFoundMessage + u'\n' + reason;
+    m_appModel.addNewCompilerResultWithTime(QDateTime::currentDateTime(), CompilerLogFile,
+                                            StyledText(message, StyledText::Red));
+    setActiveTabViewIndex(CompilerLogTab);
+    if (!hasWindow())
+        throwErrorSheetWithTitle(CompilerErrorTitle, message);
 }
 
 // The engine's note on the file that triggered the compile follows in grey.

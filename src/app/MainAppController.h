@@ -126,6 +126,7 @@ private:
     void registerForCompilerNotifications();
     void unregisterForCompilerNotifications();
     void handleZRMCompilerNotification(const Notification &notification);
+    void reportMissingCompiler(const QString &reason);
     void appendCompileResult(const QVariantMap &userInfo, RgbaColor color);
 
     static Validation asynchronouslyValidatePath(const QString &path, const QStringList &watchedFolders);

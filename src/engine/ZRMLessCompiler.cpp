@@ -7,11 +7,12 @@
 #include "support/PathUtils.h"
 #include "support/Resources.h"
 #include "support/StyledText.h"
+#include "support/UserDefaults.h"
+#include "support/UserDefaultsKeys.h"
 
 #include <QDateTime>
 #include <QFile>
 #include <QFileInfo>
-#include <QProcess>
 
 #include <cstring>
 #include <initializer_list>
@@ -29,9 +30,11 @@ namespace {
 
 const QString EnginesFolder = QStringLiteral("engines/bin");
 const QString NodeResource = QStringLiteral("node");
-const QString CompilerResource = QStringLiteral("lessc");
-const QString CompressOption = QStringLiteral("--yui-compress");
-const QString NoColorOption = QStringLiteral("--no-color");
+const QString WorkerResource = QStringLiteral("compile-worker.js");
+const char WorkersVariable[] = "CASCADER_WORKERS";
+const QString MissingCompilerMessage = QStringLiteral("Node.js or the LESS compiler is missing from %1.");
+// How long an importer's compile waits for the other saves of a burst.
+constexpr int ImporterSettleMs = 5;
 const QString SuccessMessage = QStringLiteral("Success!");
 const QString OutputFolderMissingMessage = QStringLiteral(
     "The output path you selected for this file no longer exists. Choose a new path or refresh the "
@@ -134,15 +137,62 @@ ZRMLessCompiler::ZRMLessCompiler()
 {
     m_kQueue->setAlwaysNotify(false);
     m_kQueue->setDelegate(this);
+    connect(&m_pool, &ZRMCompilerPool::finished, this, &ZRMLessCompiler::didFinishCompiling);
+    connect(&m_pool, &ZRMCompilerPool::broken, this, &ZRMLessCompiler::reportMissingCompiler);
+    connect(&m_pool, &ZRMCompilerPool::working, this, [this] { m_reportedMissingCompiler = false; });
+    connect(UserDefaults::standardUserDefaults(), &UserDefaults::valueChanged, this, [this](const QString &key) {
+        if (key == UserDefaultsKeys::CompilerWorkers || key == UserDefaultsKeys::CompileTimeLimit
+            || key == UserDefaultsKeys::CompilerMemoryLimit)
+            applyPoolPreferences();
+    });
+    applyPoolPreferences();
     findCompiler();
 }
 
 void ZRMLessCompiler::findCompiler()
 {
     m_pathToNodeJS = executableResource(NodeResource);
-    m_pathToCompiler = executableResource(CompilerResource);
+    m_pathToCompiler = Resources::pathForResource(WorkerResource, {}, EnginesFolder);
+    m_reportedMissingCompiler = false;
     if (m_pathToNodeJS.isEmpty() || m_pathToCompiler.isEmpty())
-        m_notificationCenter->post(ZRMLCFailedToFindCompilerEngineNotification, this);
+        reportMissingCompiler(MissingCompilerMessage.arg(Resources::folder() + u'/' + EnginesFolder));
+    else
+        m_pool.startWorkers(m_pathToNodeJS, m_pathToCompiler);
+}
+
+// 0 or nothing set means the pool's own default.
+void ZRMLessCompiler::applyPoolPreferences()
+{
+    const UserDefaults *defaults = UserDefaults::standardUserDefaults();
+    bool fromEnvironment = false;
+    const int workers = qEnvironmentVariableIntValue(WorkersVariable, &fromEnvironment);
+    const int preferred = fromEnvironment ? workers : defaults->integerForKey(UserDefaultsKeys::CompilerWorkers);
+    m_pool.setSize(preferred > 0 ? preferred : ZRMCompilerPool::defaultSize());
+    m_pool.setTimeLimit(defaults->integerForKey(UserDefaultsKeys::CompileTimeLimit));
+    m_pool.setMemoryLimit(defaults->integerForKey(UserDefaultsKeys::CompilerMemoryLimit));
+}
+
+// A compiler that cannot run is reported once, not at every save; a broken
+// one is tried again each time, so a repaired installation is picked up.
+bool ZRMLessCompiler::compilerIsUsable()
+{
+    if (m_pathToNodeJS.isEmpty() || m_pathToCompiler.isEmpty()) {
+        reportMissingCompiler(MissingCompilerMessage.arg(Resources::folder() + u'/' + EnginesFolder));
+        return false;
+    }
+    if (!m_pool.isBroken())
+        return true;
+    m_pool.startWorkersAgain();
+    return false;
+}
+
+void ZRMLessCompiler::reportMissingCompiler(const QString &reason)
+{
+    if (m_reportedMissingCompiler)
+        return;
+    m_reportedMissingCompiler = true;
+    qCWarning(lcEngine, "%s", qUtf8Printable(reason));
+    m_notificationCenter->post(ZRMLCFailedToFindCompilerEngineNotification, this, {{Result, reason}});
 }
 
 void ZRMLessCompiler::compileFileAtPath(const QString &path, const QString &toPath, bool compress)
@@ -150,71 +200,47 @@ void ZRMLessCompiler::compileFileAtPath(const QString &path, const QString &toPa
     beginCompilingFileAtPath(path, toPath, QString(), compress);
 }
 
+// A compile asked for while the same one waits merges into it and posts no
+// second start. Importers wait a moment, so that the other saves of a burst
+// join them.
 void ZRMLessCompiler::beginCompilingFileAtPath(const QString &path, const QString &toPath,
                                                const QString &linkedToPath, bool compress)
 {
-    if (m_pathToNodeJS.isEmpty() || m_pathToCompiler.isEmpty()) {
-        m_notificationCenter->post(ZRMLCFailedToFindCompilerEngineNotification, this);
+    if (!compilerIsUsable())
         return;
-    }
-    m_notificationCenter->post(ZRMLCStartedCompilingAFileNotification, this,
-                               {{File, path}, {Time, QDateTime::currentDateTime()}});
-
     const QString label = linkedToPath.isEmpty() ? QString()
                                                  : QStringLiteral("[Triggered by: %1]")
                                                        .arg(PathUtils::lastPathComponent(linkedToPath));
-    const QVariantMap request = mapOfValuesUpToFirstMissing({
-        {FileToCompile, path},
-        {OutputPath, toPath.isNull() ? QVariant() : QVariant(toPath)},
-        {CompressCSSOutput, compress},
-        {LinkedToFile, label},
-    });
-    m_operationQueue.start([this, request, nodeJS = m_pathToNodeJS, compiler = m_pathToCompiler] {
-        asynchronouslyCompileFileWithParameters(request, nodeJS, compiler);
-    });
+    const ZRMCompileJob job{path, toPath, compress, label, QDateTime::currentDateTime(), 0};
+    if (!QFileInfo::exists(PathUtils::deletingLastPathComponent(toPath))) {
+        postStart(path);
+        QMetaObject::invokeMethod(
+            this, [this, job] { didFinishCompiling(job, false, OutputFolderMissingMessage); },
+            Qt::QueuedConnection);
+        return;
+    }
+    if (m_pool.compile(job, linkedToPath.isEmpty() ? 0 : ImporterSettleMs))
+        postStart(path);
 }
 
-void ZRMLessCompiler::asynchronouslyCompileFileWithParameters(const QVariantMap &parameters,
-                                                              const QString &nodeJS, const QString &compiler)
+void ZRMLessCompiler::postStart(const QString &path)
 {
-    const QString inputPath = parameters.value(FileToCompile).toString();
-    const QString outputPath = parameters.value(OutputPath).toString();
-    QStringList arguments{compiler, inputPath, outputPath};
-    if (parameters.value(CompressCSSOutput).toBool())
-        arguments.append(CompressOption);
-    arguments.append(NoColorOption);
+    m_notificationCenter->post(ZRMLCStartedCompilingAFileNotification, this,
+                               {{File, path}, {Time, QDateTime::currentDateTime()}});
+}
 
+// A compile without an output path has no label either: its values end at
+// the first missing one.
+void ZRMLessCompiler::didFinishCompiling(const ZRMCompileJob &job, bool ok, const QString &message)
+{
     QVariantMap result = mapOfValuesUpToFirstMissing({
-        {Time, QDateTime::currentDateTime()},
-        {File, parameters.value(FileToCompile)},
-        {LinkedToFile, parameters.value(LinkedToFile)},
-        {Result, QString()},
-        {Successful, QVariant::fromValue(nullptr)},
+        {Time, job.started},
+        {File, job.input},
+        {LinkedToFile, job.output.isNull() ? QVariant() : QVariant(job.linkedToFile)},
     });
-    bool successful = false;
-    if (QFileInfo::exists(PathUtils::deletingLastPathComponent(outputPath)))
-        result.insert(Result, runCompiler(nodeJS, arguments, &successful));
-    else
-        result.insert(Result, OutputFolderMissingMessage);
-    result.insert(Successful, successful);
-
-    QMetaObject::invokeMethod(this, [this, result] { didFinishCompilingFileWithResult(result); },
-                              Qt::QueuedConnection);
-}
-
-// The compiler writes the CSS file itself; its standard output goes where ours goes.
-QString ZRMLessCompiler::runCompiler(const QString &nodeJS, const QStringList &arguments, bool *successful)
-{
-    QProcess process;
-    process.setInputChannelMode(QProcess::ForwardedInputChannel);
-    process.setProcessChannelMode(QProcess::ForwardedOutputChannel);
-    process.start(nodeJS, arguments);
-    if (!process.waitForStarted(-1))
-        return QStringLiteral("Could not start the LESS compiler (%1): %2")
-            .arg(nodeJS, process.errorString());
-    process.waitForFinished(-1);
-    *successful = process.exitStatus() == QProcess::NormalExit && process.exitCode() == 0;
-    return *successful ? SuccessMessage : QString::fromUtf8(process.readAllStandardError()).trimmed();
+    result.insert(Result, ok ? SuccessMessage : message.trimmed());
+    result.insert(Successful, ok);
+    didFinishCompilingFileWithResult(result);
 }
 
 void ZRMLessCompiler::didFinishCompilingFileWithResult(const QVariantMap &result)

@@ -2,11 +2,11 @@
 
 #include "UKFileWatcher.h"
 #include "UKFileWatcherDelegate.h"
+#include "ZRMCompilerPool.h"
 
 #include <QLatin1StringView>
 #include <QObject>
 #include <QStringList>
-#include <QThreadPool>
 #include <QVariantMap>
 
 class NotificationCenter;
@@ -43,8 +43,8 @@ inline constexpr QLatin1StringView Successful{"successful"};
 
 } // namespace ZRMLessCompilerKey
 
-// The one LESS compiler engine: runs node with lessc for one file per
-// background job, follows the watched LESS files and compiles them (and the
+// The one LESS compiler engine: compiles LESS files in warm Node workers
+// (ZRMCompilerPool), follows the watched LESS files and compiles them (and the
 // files that import them) when they change, and announces all of it on the
 // default notification centre. Use it on the GUI thread.
 class ZRMLessCompiler : public QObject, public UKFileWatcher, public UKFileWatcherDelegate
@@ -57,10 +57,12 @@ public:
     ZRMLessCompiler(const ZRMLessCompiler &) = delete;
     ZRMLessCompiler &operator=(const ZRMLessCompiler &) = delete;
 
-    // Looks up node and lessc in the resources' engines/bin.
+    // Looks up node and the worker script in the resources' engines/bin and
+    // starts the workers.
     void findCompiler();
     QString pathToNodeJS() const { return m_pathToNodeJS; }
     QString pathToCompiler() const { return m_pathToCompiler; }
+    ZRMCompilerPool *pool() { return &m_pool; }
 
     void compileFileAtPath(const QString &path, const QString &toPath, bool compress);
     // linkedToPath: the file whose change triggered this compile, or empty.
@@ -91,10 +93,11 @@ public:
 private:
     ZRMLessCompiler();
 
-    // Runs on a thread of the operation queue with the executables found when it was queued.
-    void asynchronouslyCompileFileWithParameters(const QVariantMap &parameters, const QString &nodeJS,
-                                                 const QString &compiler);
-    static QString runCompiler(const QString &nodeJS, const QStringList &arguments, bool *successful);
+    void applyPoolPreferences();
+    bool compilerIsUsable();
+    void reportMissingCompiler(const QString &reason);
+    void postStart(const QString &path);
+    void didFinishCompiling(const ZRMCompileJob &job, bool ok, const QString &message);
     void didFinishCompilingFileWithResult(const QVariantMap &result);
     void compileIfAutoCompiled(const QString &path, const QVariantMap &settings,
                                const QString &triggeringPath);
@@ -102,10 +105,12 @@ private:
     QVariantMap settingsFor(const QString &path) const;
 
     NotificationCenter *m_notificationCenter;
-    QThreadPool m_operationQueue;
+    ZRMCompilerPool m_pool;
     UKKQueue *m_kQueue;
     QStringList m_watchedLessFiles;
     QString m_pathToCompiler;
     QString m_pathToNodeJS;
     ZRMLessCompilerDelegate *m_compilerDelegate = nullptr;
+    // The missing or broken compiler has been reported; cleared when it works again.
+    bool m_reportedMissingCompiler = false;
 };

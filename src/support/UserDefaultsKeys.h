@@ -13,5 +13,11 @@ inline constexpr QLatin1StringView ShouldCompressCSSOutput{"shouldCompressCSSOut
 inline constexpr QLatin1StringView BringAppToFrontOnError{"bringAppToFrontOnError"};
 inline constexpr QLatin1StringView UpdateAtStartup{"updateAtStartup"};
 inline constexpr QLatin1StringView UpdateFeedURL{"updateFeedURL"};
+// The warm compiler: 0 workers means one per core, at most four.
+inline constexpr QLatin1StringView CompilerWorkers{"compilerWorkers"};
+// Seconds.
+inline constexpr QLatin1StringView CompileTimeLimit{"compileTimeLimit"};
+// Megabytes of one worker's memory.
+inline constexpr QLatin1StringView CompilerMemoryLimit{"compilerMemoryLimit"};
 
 } // namespace UserDefaultsKeys

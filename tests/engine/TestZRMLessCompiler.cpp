@@ -6,10 +6,13 @@
 #include "support/StyledText.h"
 
 #include <QDateTime>
+#include <QEventLoop>
 #include <QProcess>
 #include <QTemporaryDir>
+#include <QThread>
 #include <QTest>
 
+#include <atomic>
 #include <memory>
 
 using FileActions::Save;
@@ -43,7 +46,7 @@ QVariantMap settings(const QString &outputPath, bool autoCompile = true, const Q
             {Settings::ShouldCompressOutput, false}, {Settings::LinkedFilesToCompile, importers}};
 }
 
-enum class NodeState { Missing, NotExecutable, Script, NoLessc, LosesExecuteBit, NotAProgram };
+enum class NodeState { Missing, NotExecutable, NoWorker, NotAProgram, DiesLoading };
 
 } // namespace
 
@@ -166,75 +169,82 @@ private Q_SLOTS:
             QVERIFY(error.contains(QStringLiteral("@undefined is undefined")));
     }
 
-    void fakeCompiler_data()
+    void outputFolder_data()
     {
-        QTest::addColumn<NodeState>("node");
-        QTest::addColumn<QByteArray>("script");
-        QTest::addColumn<QString>("output"); // "gone": in a deleted folder; empty: none
-        QTest::addColumn<QString>("result"); // "..." stands for any text
+        QTest::addColumn<QString>("output"); // empty: none
+        QTest::addColumn<bool>("labelled");
 
-        const QString noFolder = "The output path you selected for this file no longer exists. Choose a new path "
-                                 "or refresh the watched files list.";
-        const QString unstartable = "Could not start the LESS compiler (<node>): ...";
-        const NodeState script = NodeState::Script;
-        QTest::newRow("exit status 0 is success whatever it printed")
-            << script << QByteArray("echo 'only a warning' >&2; exit 0") << "out put.css" << "Success!";
-        QTest::newRow("output folder deleted") << script << QByteArray() << "gone" << noFolder;
-        QTest::newRow("no output path") << script << QByteArray() << "" << noFolder;
-        QTest::newRow("lessc missing") << NodeState::NoLessc << QByteArray() << "out put.css" << "not found";
-        QTest::newRow("node missing") << NodeState::Missing << QByteArray() << "out put.css" << "not found";
-        QTest::newRow("node not executable")
-            << NodeState::NotExecutable << QByteArray() << "out put.css" << "not found";
-        QTest::newRow("node loses its execute bit after the look-up")
-            << NodeState::LosesExecuteBit << QByteArray() << "out put.css" << unstartable + "Permission denied";
-        QTest::newRow("node is not a program")
-            << NodeState::NotAProgram << QByteArray() << "out put.css" << unstartable + "Exec format error";
+        QTest::newRow("output folder deleted") << "gone/out.css" << true;
+        QTest::newRow("no output path") << "" << false;
     }
 
-    // A compiler not found queues nothing; only an existing output folder starts it.
-    void fakeCompiler()
+    // No worker is asked; a compile without a CSS target has no label either.
+    void outputFolder()
+    {
+        QFETCH(QString, output);
+        QFETCH(bool, labelled);
+
+        const QString input = path(QStringLiteral("in put.less"));
+        FileActions::create(input, "a {}");
+        m_engine->beginCompilingFileAtPath(input, output.isEmpty() ? QString() : path(output), path("base.less"),
+                                           false);
+        QCOMPARE(posted(Started).size(), 1);
+        QTRY_COMPARE_WITH_TIMEOUT(posted(Failed).size(), 1, Timeout);
+        const QVariantMap result = posted(Failed).first();
+        QCOMPARE(result.value(Result).toString(),
+                 "The output path you selected for this file no longer exists. Choose a new path or refresh the "
+                 "watched files list.");
+        QCOMPARE(result.value(Successful), QVariant(false));
+        QCOMPARE(result.contains(LinkedToFile), labelled);
+    }
+
+    void brokenCompiler_data()
+    {
+        QTest::addColumn<NodeState>("node");
+        QTest::addColumn<QString>("reason"); // a part of what the notification says
+
+        QTest::newRow("node missing") << NodeState::Missing << "missing from";
+        QTest::newRow("node not executable") << NodeState::NotExecutable << "missing from";
+        QTest::newRow("worker script missing") << NodeState::NoWorker << "missing from";
+        QTest::newRow("node is not a program") << NodeState::NotAProgram << "Exec format error";
+        QTest::newRow("worker dies while loading") << NodeState::DiesLoading << "Cannot find module 'less'";
+    }
+
+    // A compiler that cannot run is said once, whatever is asked of it later,
+    // and nothing is started; once it is repaired, files compile again.
+    void brokenCompiler()
     {
         QFETCH(NodeState, node);
-        QFETCH(QByteArray, script);
-        QFETCH(QString, output);
-        QFETCH(QString, result);
+        QFETCH(QString, reason);
 
-        // A resource folder whose node is a script noting each run (or worse), made the engine's.
         const QString bin = path(QStringLiteral("fake resources/engines/bin/")), nodePath = bin + "node";
         const QFile::Permissions executable = QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner;
-        if (node != NodeState::NoLessc)
-            FileActions::create(bin + "lessc", "// not read\n", executable);
+        if (node != NodeState::NoWorker)
+            FileActions::create(bin + "compile-worker.js", "// not read\n");
         if (node == NodeState::NotAProgram)
             FileActions::create(nodePath, QByteArray("\x7f\x01\x02 not a program", 18), executable);
         else if (node != NodeState::Missing)
-            FileActions::create(nodePath, "#!/bin/sh\necho run >> '" + QFile::encodeName(path("runs")) + "'\n" + script,
+            FileActions::create(nodePath, "#!/bin/sh\necho \"Error: Cannot find module 'less'\" >&2\nexit 1\n",
                                 node == NodeState::NotExecutable ? QFile::ReadOwner : executable);
         qputenv("CASCADER_RESOURCES", QFile::encodeName(path(QStringLiteral("fake resources"))));
         m_engine->findCompiler();
-        if (node == NodeState::LosesExecuteBit)
-            QFile::setPermissions(nodePath, QFile::ReadOwner);
-        const bool notFound = result == "not found";
-        QCOMPARE(posted(NotFound).size(), notFound ? 1 : 0);
-        m_notifications.clear();
-        const QString input = path(QStringLiteral("in put.less"));
-        const QString outputPath = output.isEmpty() ? QString() : path(output == "gone" ? "gone/out.css" : output);
-        FileActions::create(input, "a {}");
-        m_engine->compileFileAtPath(input, outputPath, false);
-        if (notFound) { // nothing was queued, so nothing more can come
-            QCOMPARE(m_notifications.size(), 1);
-            QCOMPARE(posted(NotFound), QList<QVariantMap>{QVariantMap()});
-            return;
-        }
-        QCOMPARE(posted(Started).size(), 1);
-        const bool successful = result == "Success!";
-        QTRY_COMPARE_WITH_TIMEOUT(posted(successful ? Succeeded : Failed).size(), 1, Timeout);
-        const QVariantMap notified = posted(successful ? Succeeded : Failed).first();
-        QCOMPARE(notified.value(Successful), QVariant(successful));
-        const QStringList ends = result.replace("<node>", nodePath).split("...");
-        const QString actual = notified.value(Result).toString();
-        QVERIFY2(ends.size() > 1 ? actual.startsWith(ends.first()) && actual.endsWith(ends.last()) : actual == result,
-                 qPrintable(actual));
-        QCOMPARE(QFile::exists(path(QStringLiteral("runs"))), node == NodeState::Script && output.contains(u'.'));
+        QTRY_COMPARE_WITH_TIMEOUT(posted(NotFound).size(), 1, Timeout);
+        const QString said = posted(NotFound).first().value(Result).toString();
+        QVERIFY2(said.contains(reason), qPrintable(said));
+
+        const QString input = path(QStringLiteral("in put.less")), output = path(QStringLiteral("out.css"));
+        FileActions::create(input, "a { color: red; }");
+        for (int save = 0; save < 3; ++save)
+            m_engine->compileFileAtPath(input, output, false);
+        QTest::qWait(500);
+        QCOMPARE(posted(NotFound).size(), 1);
+        QVERIFY(posted(Started).isEmpty());
+
+        qunsetenv("CASCADER_RESOURCES");
+        m_engine->findCompiler();
+        m_engine->compileFileAtPath(input, output, false);
+        QTRY_COMPARE_WITH_TIMEOUT(posted(Succeeded).size(), 1, Timeout);
+        QCOMPARE(FileActions::contentOf(output), "a {\n  color: red;\n}\n");
     }
 
     void watchList()
@@ -306,6 +316,84 @@ private Q_SLOTS:
             compiled << QFileInfo(result.value(File).toString()).fileName() + ": " + result.value(LinkedToFile).toString();
         compiled.sort();
         QCOMPARE(compiled, expected);
+    }
+
+    void bursts_data()
+    {
+        QTest::addColumn<int>("savedFiles"); // each imported by main.less
+        QTest::addColumn<int>("savesEach");
+
+        QTest::newRow("20 saves of one file") << 1 << 20;
+        QTest::newRow("three saved files share an importer") << 3 << 1;
+    }
+
+    // A burst compiles each file once or twice, with the last content, and the
+    // shared importer once, after the saves; a reader never sees half a CSS file.
+    void bursts()
+    {
+        QFETCH(int, savedFiles);
+        QFETCH(int, savesEach);
+
+        const QString main = path(QStringLiteral("main.less")), mainCSS = path(QStringLiteral("main.css"));
+        QStringList saved;
+        QByteArray imports;
+        for (int index = 0; index < savedFiles; ++index) {
+            saved << path(QStringLiteral("part%1.less").arg(index));
+            FileActions::create(saved.last(), "@c" + QByteArray::number(index) + ": #000;\n");
+            imports += "@import 'part" + QByteArray::number(index) + "';\n";
+        }
+        // Large enough that writing the CSS takes a while.
+        QByteArray rules;
+        for (int rule = 0; rule < 3000; ++rule)
+            rules += ".r" + QByteArray::number(rule) + " { color: @c0; }\n";
+        FileActions::create(main, imports + rules);
+        for (const QString &file : saved) {
+            m_delegate.settings.insert(file, settings(file.chopped(5) + ".css", savedFiles == 1, {main}));
+            m_engine->watchLessFileAtPath(file);
+        }
+        m_delegate.settings.insert(main, settings(mainCSS));
+
+        std::atomic<bool> reading = true;
+        std::atomic<int> halfWritten = 0;
+        std::unique_ptr<QThread> reader(QThread::create([&] {
+            while (reading) {
+                const QByteArray css = FileActions::contentOf(mainCSS);
+                halfWritten += !css.isEmpty() && !css.endsWith("}\n");
+                QThread::yieldCurrentThread();
+            }
+        }));
+        reader->start();
+        // Saved from a thread while this one runs a real event loop, which,
+        // unlike the test's waits, takes each event as it comes.
+        std::unique_ptr<QThread> writer(QThread::create([&] {
+            for (int save = 1; save <= savesEach; ++save) {
+                for (int index = 0; index < savedFiles; ++index)
+                    FileActions::writeInPlace(saved.at(index), "@c" + QByteArray::number(index) + ": #"
+                                                                  + QByteArray::number(100000 + save) + ";\n");
+            }
+        }));
+        QEventLoop loop;
+        connect(writer.get(), &QThread::finished, &loop, &QEventLoop::quit);
+        writer->start();
+        loop.exec();
+        QVERIFY(flush());
+        QTRY_COMPARE_WITH_TIMEOUT(posted(Succeeded).size(), posted(Started).size(), Timeout);
+        QTest::qWait(300); // time for a compile that should not come
+        reading = false;
+        reader->wait();
+
+        QCOMPARE(posted(Failed).size(), 0);
+        const qsizetype mainCompiles = posted(Succeeded, main).size();
+        QVERIFY2(mainCompiles >= 1 && mainCompiles <= (savedFiles == 1 ? 2 : 1), qPrintable(QString::number(mainCompiles)));
+        QVERIFY(FileActions::contentOf(mainCSS).startsWith(".r0 {\n  color: #" + QByteArray::number(100000 + savesEach)));
+        QCOMPARE(halfWritten.load(), 0);
+        if (savedFiles == 1) {
+            const qsizetype partCompiles = posted(Succeeded, saved.first()).size();
+            QVERIFY2(partCompiles >= 1 && partCompiles <= 2, qPrintable(QString::number(partCompiles)));
+        } else {
+            QCOMPARE(posted(Succeeded, main).first().value(LinkedToFile).toString(),
+                     QStringLiteral("[Triggered by: part%1.less]").arg(savedFiles - 1));
+        }
     }
 
     void editorSaves_data()
