@@ -1,0 +1,51 @@
+// Compile All of Bootstrap's less/ folder through the real
+// cascader --compile-all, from its start to its exit, against one fresh Node
+// process that loads less and compiles the same files one after another.
+#include "BenchCompile.h"
+
+using namespace Bench;
+
+namespace {
+
+constexpr int Rounds = 5;
+constexpr double TargetRatio = 0.8;
+
+} // namespace
+
+int main(int argc, char *argv[])
+{
+    QCoreApplication application(argc, argv);
+    QTemporaryDir folder;
+    const QString less = copyOfBootstrap(folder);
+    // The files Cascader finds and checks in a new folder.
+    const QStringList files = ZRMLessCompiler::getAllLessFilesInDirectory(less);
+
+    QList<double> cascaderTimes;
+    QList<double> nodeTimes;
+    int cascaderExit = 0;
+    QByteArray log;
+    QByteArray nodeAnswer;
+    for (int round = 0; round < Rounds; ++round) {
+        // A first start each time: no project, no preferences.
+        const Home home;
+        cascaderTimes << timedRun(cascaderPath(), {QStringLiteral("--compile-all"), less}, &cascaderExit,
+                                  home.environment(), &log);
+        nodeTimes << timedRun(nodeJS(), referenceArguments(QStringLiteral("compile"), files), nullptr,
+                              QProcessEnvironment::systemEnvironment(), &nodeAnswer);
+    }
+
+    // Most of Bootstrap's partials do not compile on their own: both do the
+    // same work only when both fail on the same ones.
+    const qsizetype byCascader = log.count("Success!");
+    const qsizetype byNode = files.size() - QJsonDocument::fromJson(nodeAnswer).object().value(u"failed").toInt();
+    std::printf("%lld files: %lld compiled by cascader (exit %d), %lld by Node\n", qlonglong(files.size()),
+                qlonglong(byCascader), cascaderExit, qlonglong(byNode));
+    if (byCascader != byNode)
+        std::printf("The two did not do the same work: the ratio below compares unlike runs.\n");
+    const double ratio = median(cascaderTimes) / median(nodeTimes);
+    report(QStringLiteral("cascader --compile-all of Bootstrap's less/, start to exit (median of %1)").arg(Rounds),
+           median(cascaderTimes), QStringLiteral("ms"),
+           {{QStringLiteral("one fresh Node process compiling the same files"), median(nodeTimes)}},
+           QStringLiteral("at most %1x the fresh Node process").arg(TargetRatio), ratio <= TargetRatio);
+    return 0;
+}
