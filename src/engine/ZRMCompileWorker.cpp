@@ -46,8 +46,10 @@ ZRMCompileWorker::ZRMCompileWorker(const QString &nodeJS, const QString &script,
     connect(&m_process, &QProcess::readyReadStandardOutput, this, &ZRMCompileWorker::readAnswers);
     connect(&m_process, &QProcess::readyReadStandardError, this, [this] {
         const QByteArray text = m_process.readAllStandardError();
-        // What a plugin or Node itself prints goes where ours goes.
-        std::fwrite(text.constData(), 1, size_t(text.size()), stderr);
+        // What a plugin prints goes where ours goes; why a worker could not
+        // start is said once, by whoever owns the pool.
+        if (m_state != State::Starting)
+            std::fwrite(text.constData(), 1, size_t(text.size()), stderr);
         m_stderrTail = (m_stderrTail + text).right(StderrTailSize);
     });
     connect(&m_process, &QProcess::finished, this, &ZRMCompileWorker::processFinished);

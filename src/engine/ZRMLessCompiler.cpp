@@ -191,7 +191,6 @@ void ZRMLessCompiler::reportMissingCompiler(const QString &reason)
     if (m_reportedMissingCompiler)
         return;
     m_reportedMissingCompiler = true;
-    qCWarning(lcEngine, "%s", qUtf8Printable(reason));
     m_notificationCenter->post(ZRMLCFailedToFindCompilerEngineNotification, this, {{Result, reason}});
 }
 

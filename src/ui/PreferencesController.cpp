@@ -1,5 +1,6 @@
 #include "PreferencesController.h"
 
+#include "engine/ZRMCompilerPool.h"
 #include "support/UserDefaults.h"
 #include "support/UserDefaultsKeys.h"
 
@@ -11,6 +12,7 @@
 #include <QPushButton>
 #include <QSignalBlocker>
 #include <QSlider>
+#include <QSpinBox>
 #include <QStyle>
 #include <QVBoxLayout>
 
@@ -28,6 +30,10 @@ const QString BringToFrontText = QStringLiteral("Bring Cascader to the front whe
 const QString CompressCSSText = QStringLiteral("Compress the CSS of newly added files");
 const QString AutoSetCSSPathsText =
     QStringLiteral("Write CSS into the \u201Ccss\u201D folder beside a LESS folder, when there is one");
+const QString WorkersText = QStringLiteral("Compiler processes:");
+const QString AutomaticWorkersText = QStringLiteral("One per core (%1)");
+const QString TimeLimitText = QStringLiteral("Stop a compile after:");
+const QString SecondsSuffix = QStringLiteral(" s");
 const QString RefreshText = QStringLiteral("Refresh watched folders:");
 const QString NeverRefreshLabel = QStringLiteral("never");
 const QString RefreshEveryMinuteLabel = QStringLiteral("every %1 minute");
@@ -37,6 +43,9 @@ const QString WindowModeText = QStringLiteral("A window");
 const QString TrayModeText = QStringLiteral("An icon in the system tray");
 const QString AppModeNote = QStringLiteral("Takes effect at the next start.");
 
+constexpr int MaximumWorkers = 16;
+constexpr int MinimumTimeLimit = 5;
+constexpr int MaximumTimeLimit = 3600;
 constexpr int MinimumRefreshInterval = 1;
 constexpr int RefreshPageStep = 5;
 constexpr int RefreshSliderWidth = 220;
@@ -117,6 +126,17 @@ QCheckBox *PreferencesController::createCheckBox(const QString &text, QLatin1Str
     return checkBox;
 }
 
+// Named after its key, like the check boxes.
+QSpinBox *PreferencesController::createSpinBox(QLatin1StringView key, int minimum, int maximum)
+{
+    auto *spinBox = new QSpinBox(this);
+    spinBox->setObjectName(key);
+    spinBox->setRange(minimum, maximum);
+    connect(spinBox, &QSpinBox::valueChanged, this,
+            [key](int value) { UserDefaults::standardUserDefaults()->setInteger(value, key); });
+    return spinBox;
+}
+
 QWidget *PreferencesController::buildGeneralSection()
 {
     m_autoUpdateButton = createCheckBox(AutoUpdateText, UserDefaultsKeys::UpdateAtStartup);
@@ -131,9 +151,22 @@ QWidget *PreferencesController::buildCompilingSection()
 {
     m_compressCSSButton = createCheckBox(CompressCSSText, UserDefaultsKeys::ShouldCompressCSSOutput);
     m_autoSetCSSPathsButton = createCheckBox(AutoSetCSSPathsText, UserDefaultsKeys::AutoSetCustomCSSPaths);
-    auto *controls = new QVBoxLayout;
-    controls->addWidget(m_compressCSSButton);
-    controls->addWidget(m_autoSetCSSPathsButton);
+    QSpinBox *workers = createSpinBox(UserDefaultsKeys::CompilerWorkers, 0, MaximumWorkers);
+    workers->setSpecialValueText(AutomaticWorkersText.arg(ZRMCompilerPool::defaultSize()));
+    QSpinBox *timeLimit = createSpinBox(UserDefaultsKeys::CompileTimeLimit, MinimumTimeLimit, MaximumTimeLimit);
+    timeLimit->setSuffix(SecondsSuffix);
+
+    auto *controls = new QGridLayout;
+    controls->addWidget(m_compressCSSButton, 0, 0, 1, 2);
+    controls->addWidget(m_autoSetCSSPathsButton, 1, 0, 1, 2);
+    int row = 2;
+    for (const auto &[text, spinBox] : {std::pair{WorkersText, workers}, {TimeLimitText, timeLimit}}) {
+        auto *label = new QLabel(text, this);
+        label->setBuddy(spinBox);
+        controls->addWidget(label, row, 0);
+        controls->addWidget(spinBox, row++, 1, Qt::AlignLeading);
+    }
+    controls->setColumnStretch(1, 1);
     return createSection(CompilingTitle, controls, this);
 }
 
@@ -211,6 +244,10 @@ void PreferencesController::showUserDefaults()
     for (QCheckBox *checkBox : findChildren<QCheckBox *>()) {
         const QSignalBlocker blocker(checkBox);
         checkBox->setChecked(defaults->boolForKey(checkBox->objectName()));
+    }
+    for (QSpinBox *spinBox : findChildren<QSpinBox *>()) {
+        const QSignalBlocker blocker(spinBox);
+        spinBox->setValue(defaults->integerForKey(spinBox->objectName()));
     }
     {
         const QSignalBlocker blocker(m_refreshSlider);

@@ -7,6 +7,7 @@ class QCheckBox;
 class QComboBox;
 class QLabel;
 class QSlider;
+class QSpinBox;
 
 // The preferences window. Every control edits its user default at once and
 // shows the stored value whenever the window opens.
@@ -43,6 +44,7 @@ protected:
 
 private:
     QCheckBox *createCheckBox(const QString &text, QLatin1StringView key);
+    QSpinBox *createSpinBox(QLatin1StringView key, int minimum, int maximum);
     QWidget *buildGeneralSection();
     QWidget *buildCompilingSection();
     QWidget *buildRefreshSection();

@@ -5,6 +5,8 @@
 #include <QRegularExpression>
 #include <QTemporaryDir>
 
+#include <csignal>
+
 using namespace AppTestSupport;
 
 namespace {
@@ -49,6 +51,21 @@ struct Cascader
     QByteArray output;
 };
 
+// Cascader's compile workers for this home folder, as the system has them.
+QList<qint64> workersOf(const QString &home)
+{
+    QList<qint64> workers;
+    const QByteArray homeVariable = "HOME=" + QFile::encodeName(home) + '\0';
+    for (const QString &entry : QDir(QStringLiteral("/proc")).entryList(QDir::Dirs)) {
+        const QString process = "/proc/" + entry;
+        if (entry.toLongLong() > 0 && readFile(process + "/cmdline").contains("compile-worker.js")
+            && readFile(process + "/environ").contains(homeVariable)
+            && readFile(process + "/stat").split(' ').value(2) != "Z")
+            workers << entry.toLongLong();
+    }
+    return workers;
+}
+
 // "HH:MM:SS  file  result"
 QString logLine(const QString &file, const QString &result)
 {
@@ -67,6 +84,9 @@ private Q_SLOTS:
     void headlessRunCompilesAndKeepsTheProject();
     void compileAllFailsWhenAFileDoes();
     void secondStartHandsItsPathsToTheFirst();
+    void brokenCompilerIsSaidOnce();
+    void noWorkerOutlivesCascader_data();
+    void noWorkerOutlivesCascader();
 
 private:
     QString home() const { return m_sandbox->filePath(QStringLiteral("home")); }
@@ -133,6 +153,77 @@ void TestAppCommandLine::secondStartHandsItsPathsToTheFirst()
                                    logLine("~/site/less/main.less", "Success!")));
     first.process.terminate();
     QVERIFY(first.exitedWith(0));
+}
+
+// A Node that dies at once: Cascader says so once, on standard error and in
+// the log, however often files are saved, and keeps running.
+void TestAppCommandLine::brokenCompilerIsSaidOnce()
+{
+    const QDir resources(QFileInfo(QStringLiteral(CASCADER_EXECUTABLE)).dir().filePath("../share/cascader"));
+    const QString broken = m_sandbox->filePath(QStringLiteral("broken resources"));
+    QVERIFY(QDir().mkpath(broken + "/engines/bin"));
+    for (const QString &entry : resources.entryList({"*.json", "icons", "images"}))
+        QVERIFY(QFile::link(resources.filePath(entry), broken + u'/' + entry));
+    writeFile(broken + "/engines/bin/compile-worker.js", "");
+    writeFile(broken + "/engines/bin/node", "#!/bin/sh\necho \"Error: Cannot find module 'less'\" >&2\nexit 1\n");
+    QFile::setPermissions(broken + "/engines/bin/node", QFile::ReadOwner | QFile::ExeOwner);
+    m_environment.insert(QStringLiteral("CASCADER_RESOURCES"), broken);
+
+    Cascader cascader(m_environment, {QStringLiteral("--headless"), home() + "/site"});
+    const QString said = "Cannot find module 'less'";
+    QByteArray error;
+    QTRY_VERIFY_WITH_TIMEOUT((error += cascader.process.readAllStandardError()).contains(said.toUtf8()), Timeout);
+    for (int save = 0; save < 3; ++save) {
+        writeFile(home() + "/site/less/main.less", "body { color: red; }\n");
+        QTest::qWait(300);
+    }
+    error += cascader.process.readAllStandardError();
+    QCOMPARE(QString::fromUtf8(error).count("Compiler Error: "), 1);
+    QVERIFY(cascader.printed("^\\d\\d:\\d\\d:\\d\\d  LESS compiler  We could not initialize"));
+    QCOMPARE(QString::fromUtf8(cascader.output).count(said), 1);
+    cascader.process.terminate();
+    QVERIFY(cascader.exitedWith(0));
+}
+
+void TestAppCommandLine::noWorkerOutlivesCascader_data()
+{
+    QTest::addColumn<int>("signal"); // 0: --compile-all ends on its own
+    QTest::addColumn<bool>("stuck"); // a worker is in a compile that never ends
+
+    QTest::newRow("SIGTERM") << SIGTERM << false;
+    QTest::newRow("SIGINT") << SIGINT << false;
+    QTest::newRow("SIGHUP") << SIGHUP << false;
+    QTest::newRow("kill -9") << SIGKILL << false;
+    QTest::newRow("kill -9 while a compile never ends") << SIGKILL << true;
+    QTest::newRow("--compile-all ends") << 0 << false;
+}
+
+// However Cascader ends, during a burst of compiles, its workers end with it.
+void TestAppCommandLine::noWorkerOutlivesCascader()
+{
+    QFETCH(int, signal);
+    QFETCH(bool, stuck);
+
+    for (int index = 0; index < 50; ++index)
+        writeFile(home() + QStringLiteral("/site/less/extra%1.less").arg(index), "@import 'main';\n");
+    Cascader cascader(m_environment, {signal ? QStringLiteral("--headless") : QStringLiteral("--compile-all"),
+                                      home() + "/site"});
+    if (signal) {
+        QVERIFY(cascader.saveUntilPrinted(home() + "/site/less/main.less", "body { color: red; }\n",
+                                          logLine("~/site/less/main.less", "Success!")));
+        QVERIFY(!workersOf(home()).isEmpty());
+        if (stuck) {
+            const QString started = home() + "/started";
+            writeFile(home() + "/site/less/loop.js",
+                      "require('fs').writeFileSync('" + QFile::encodeName(started) + "', '');\nwhile (true) {}\n");
+            writeFile(home() + "/site/less/main.less", "@plugin 'loop';\n");
+            QTRY_VERIFY_WITH_TIMEOUT(QFileInfo::exists(started), Timeout);
+        }
+        writeFile(home() + "/site/less/variables.less", "@c: #456;\n");
+        QVERIFY(::kill(pid_t(cascader.process.processId()), signal) == 0);
+    }
+    QTRY_VERIFY_WITH_TIMEOUT(cascader.hasExited(), Timeout);
+    QTRY_COMPARE_WITH_TIMEOUT(workersOf(home()), QList<qint64>(), Timeout);
 }
 
 QTEST_GUILESS_MAIN(TestAppCommandLine)

@@ -157,6 +157,7 @@ int main(int argc, char *argv[])
     defaults->setInteger(5, UserDefaultsKeys::RefreshInterval);
     defaults->setBool(true, UserDefaultsKeys::UpdateAtStartup);
     defaults->setBool(true, UserDefaultsKeys::ShouldCompressCSSOutput);
+    defaults->setInteger(60, UserDefaultsKeys::CompileTimeLimit);
     PreferencesController preferences;
     AboutWindowController about;
     preferences.show();
