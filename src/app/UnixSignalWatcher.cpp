@@ -10,7 +10,8 @@ namespace {
 
 // The handler may only write to a descriptor; the rest happens in the event loop.
 int signalSockets[2] = {-1, -1};
-constexpr int WatchedSignals[] = {SIGINT, SIGTERM};
+// SIGHUP too: a closed terminal or a service reload must not lose the project.
+constexpr int WatchedSignals[] = {SIGINT, SIGTERM, SIGHUP};
 
 void forwardSignal(int signalNumber)
 {

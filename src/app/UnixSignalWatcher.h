@@ -4,7 +4,7 @@
 
 class QSocketNotifier;
 
-// Turns SIGINT and SIGTERM into a Qt signal on the GUI thread, so that they
+// Turns SIGINT, SIGTERM and SIGHUP into a Qt signal on the GUI thread, so that they
 // end Cascader through its normal quit and nothing is lost.
 class UnixSignalWatcher : public QObject
 {
