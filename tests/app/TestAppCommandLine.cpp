@@ -1,9 +1,12 @@
 #include "AppTestSupport.h"
 
 #include <QElapsedTimer>
+#include <QLocalSocket>
 #include <QProcess>
 #include <QRegularExpression>
 #include <QTemporaryDir>
+
+#include <sys/stat.h>
 
 using namespace AppTestSupport;
 
@@ -49,6 +52,33 @@ struct Cascader
     QByteArray output;
 };
 
+// LocalSocketPeer run as nobody: another user of this machine.
+struct OtherUser
+{
+    explicit OtherUser(const QStringList &arguments)
+    {
+        process.start(QStringLiteral("runuser"),
+                      QStringList{"-u", "nobody", "--", QStringLiteral(LOCAL_SOCKET_PEER)} + arguments);
+    }
+    // runuser passes the signal on to the program it runs.
+    ~OtherUser()
+    {
+        process.terminate();
+        process.waitForFinished();
+    }
+    QByteArray output() { return printed += process.readAllStandardOutput(); }
+
+    QProcess process;
+    QByteArray printed;
+};
+
+bool isListening(const QString &socketPath)
+{
+    QLocalSocket socket;
+    socket.connectToServer(socketPath);
+    return socket.waitForConnected(Timeout);
+}
+
 // "HH:MM:SS  file  result"
 QString logLine(const QString &file, const QString &result)
 {
@@ -66,12 +96,21 @@ private Q_SLOTS:
     void init();
     void headlessRunCompilesAndKeepsTheProject();
     void compileAllFailsWhenAFileDoes();
+    void secondStartHandsItsPathsToTheFirst_data();
     void secondStartHandsItsPathsToTheFirst();
+    void foreignSocketFolderIsRefused_data();
+    void foreignSocketFolderIsRefused();
+    void otherUsersAreNotHeard();
 
 private:
     QString home() const { return m_sandbox->filePath(QStringLiteral("home")); }
+    // Where another user can create names first, as in /tmp; there is no runtime folder.
+    QString useSharedTemporaryFolder();
+    QString ownSocketFolder() const { return m_shared->filePath(QStringLiteral("cascader-%1").arg(::geteuid())); }
+
     QProcessEnvironment m_environment;
     std::unique_ptr<QTemporaryDir> m_sandbox;
+    std::unique_ptr<QTemporaryDir> m_shared;
 };
 
 void TestAppCommandLine::init()
@@ -119,10 +158,55 @@ void TestAppCommandLine::compileAllFailsWhenAFileDoes()
              cascader.output.constData());
 }
 
+QString TestAppCommandLine::useSharedTemporaryFolder()
+{
+    m_shared = std::make_unique<QTemporaryDir>(QStringLiteral("/tmp/cascader-shared-XXXXXX"));
+    ::chmod(QFile::encodeName(m_shared->path()).constData(), 01777);
+    m_environment.insert(QStringLiteral("TMPDIR"), m_shared->path());
+    m_environment.remove(QStringLiteral("XDG_RUNTIME_DIR"));
+    return m_shared->path();
+}
+
+void TestAppCommandLine::secondStartHandsItsPathsToTheFirst_data()
+{
+    QTest::addColumn<QString>("runtimeFolder"); // "@" is the sandbox
+    QTest::addColumn<int>("runtimeFolderMode");
+    QTest::addColumn<bool>("socketInRuntimeFolder");
+
+    QTest::newRow("runtime folder") << "@/runtime" << 0700 << true;
+    QTest::newRow("runtime folder open to others") << "@/runtime" << 0755 << false;
+    QTest::newRow("runtime folder is a file") << "@/home/site/less/main.less" << 0600 << false;
+    QTest::newRow("no runtime folder") << QString() << 0 << false;
+}
+
+// Whatever the runtime folder, a squatter at the name Cascader once used in
+// the temporary folder never hears from it; a crashed run's socket is
+// replaced without a word.
 void TestAppCommandLine::secondStartHandsItsPathsToTheFirst()
 {
+    QFETCH(QString, runtimeFolder);
+    QFETCH(int, runtimeFolderMode);
+    QFETCH(bool, socketInRuntimeFolder);
+    if (::geteuid() != 0)
+        QSKIP("Playing another user takes root.");
+
+    const QString shared = useSharedTemporaryFolder();
+    runtimeFolder.replace(u'@', m_sandbox->path());
+    if (!runtimeFolder.isEmpty()) {
+        m_environment.insert(QStringLiteral("XDG_RUNTIME_DIR"), runtimeFolder);
+        ::chmod(QFile::encodeName(runtimeFolder).constData(), mode_t(runtimeFolderMode));
+    }
+    const QString socket = (socketInRuntimeFolder ? runtimeFolder : ownSocketFolder()) + "/cascader.socket";
+    OtherUser squatter({"listen", QStringLiteral("%1/cascader-%2.socket").arg(shared).arg(::geteuid())});
+    QTRY_VERIFY_WITH_TIMEOUT(squatter.output().contains("listening"), Timeout);
+    {
+        // Killed, as by kill -9, when it goes out of scope.
+        Cascader crashed(m_environment, {QStringLiteral("--headless")});
+        QTRY_VERIFY_WITH_TIMEOUT(isListening(socket), Timeout);
+    }
+
     Cascader first(m_environment, {QStringLiteral("--headless")});
-    QTRY_VERIFY_WITH_TIMEOUT(QFileInfo::exists(m_sandbox->filePath("runtime/cascader.socket")), Timeout);
+    QTRY_VERIFY_WITH_TIMEOUT(isListening(socket), Timeout);
     Cascader second(m_environment, {home() + "/site", QStringLiteral("/")});
     QVERIFY(second.exitedWith(0));
 
@@ -133,6 +217,66 @@ void TestAppCommandLine::secondStartHandsItsPathsToTheFirst()
                                    logLine("~/site/less/main.less", "Success!")));
     first.process.terminate();
     QVERIFY(first.exitedWith(0));
+    QVERIFY2(!error.contains("socket"), error.constData());
+    QCOMPARE(squatter.output(), QByteArray("listening\n"));
+}
+
+void TestAppCommandLine::foreignSocketFolderIsRefused_data()
+{
+    QTest::addColumn<bool>("ownedByOtherUser");
+    QTest::addColumn<QString>("reason");
+
+    QTest::newRow("another user's folder") << true << "it belongs to another user";
+    QTest::newRow("own folder open to others") << false << "other users may enter it";
+}
+
+// The start runs on its own, says why, and never talks to the squatter inside.
+void TestAppCommandLine::foreignSocketFolderIsRefused()
+{
+    QFETCH(bool, ownedByOtherUser);
+    QFETCH(QString, reason);
+    if (::geteuid() != 0)
+        QSKIP("Playing another user takes root.");
+
+    useSharedTemporaryFolder();
+    const QString folder = ownSocketFolder();
+    if (ownedByOtherUser)
+        QCOMPARE(QProcess::execute("runuser", {"-u", "nobody", "--", "mkdir", "-m", "777", folder}), 0);
+    else
+        QVERIFY(QDir().mkdir(folder) && ::chmod(QFile::encodeName(folder).constData(), 0777) == 0);
+    OtherUser squatter({"listen", folder + "/cascader.socket"});
+    QTRY_VERIFY_WITH_TIMEOUT(squatter.output().contains("listening"), Timeout);
+
+    Cascader cascader(m_environment, {QStringLiteral("--headless"), home() + "/site"});
+    QVERIFY(cascader.saveUntilPrinted(home() + "/site/less/main.less", "body { color: red; }\n",
+                                      logLine("~/site/less/main.less", "Success!")));
+    const QString error = QString::fromUtf8(cascader.process.readAllStandardError());
+    QVERIFY2(error.contains(QStringLiteral("Cascader cannot use %1 to find its other starts: %2.").arg(folder, reason)),
+             qPrintable(error));
+    QCOMPARE(squatter.output(), QByteArray("listening\n"));
+}
+
+// Should the socket be reachable, another user's requests still go unheard.
+void TestAppCommandLine::otherUsersAreNotHeard()
+{
+    if (::geteuid() != 0)
+        QSKIP("Playing another user takes root.");
+
+    useSharedTemporaryFolder();
+    const QString socket = ownSocketFolder() + "/cascader.socket";
+    Cascader cascader(m_environment, {QStringLiteral("--headless")});
+    QTRY_VERIFY_WITH_TIMEOUT(isListening(socket), Timeout);
+    QVERIFY(::chmod(QFile::encodeName(ownSocketFolder()).constData(), 0711) == 0);
+    QVERIFY(::chmod(QFile::encodeName(socket).constData(), 0777) == 0);
+
+    OtherUser intruder({"send", socket, "open " + home() + "/site\nreopen\n"});
+    QVERIFY(intruder.process.waitForFinished(Timeout));
+    QCOMPARE(intruder.process.exitCode(), 0);
+    QCOMPARE(intruder.output(), QByteArray());
+    QByteArray error;
+    QTRY_VERIFY_WITH_TIMEOUT((error += cascader.process.readAllStandardError())
+                                 .contains("Ignored a connection to " + socket.toUtf8() + " from user 65534."),
+                             Timeout);
 }
 
 QTEST_GUILESS_MAIN(TestAppCommandLine)
