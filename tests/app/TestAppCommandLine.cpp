@@ -101,6 +101,7 @@ private Q_SLOTS:
     void foreignSocketFolderIsRefused_data();
     void foreignSocketFolderIsRefused();
     void otherUsersAreNotHeard();
+    void namesAreShownAsTheSystemHasThem();
 
 private:
     QString home() const { return m_sandbox->filePath(QStringLiteral("home")); }
@@ -175,13 +176,13 @@ void TestAppCommandLine::secondStartHandsItsPathsToTheFirst_data()
 
     QTest::newRow("runtime folder") << "@/runtime" << 0700 << true;
     QTest::newRow("runtime folder open to others") << "@/runtime" << 0755 << false;
-    QTest::newRow("runtime folder is a file") << "@/home/site/less/main.less" << 0600 << false;
+    QTest::newRow("runtime folder is a file") << "@/runtime-file" << 0600 << false;
     QTest::newRow("no runtime folder") << QString() << 0 << false;
 }
 
 // Whatever the runtime folder, a squatter at the name Cascader once used in
 // the temporary folder never hears from it; a crashed run's socket is
-// replaced without a word.
+// replaced without a word. The folder handed over has a newline in its name.
 void TestAppCommandLine::secondStartHandsItsPathsToTheFirst()
 {
     QFETCH(QString, runtimeFolder);
@@ -193,6 +194,8 @@ void TestAppCommandLine::secondStartHandsItsPathsToTheFirst()
     const QString shared = useSharedTemporaryFolder();
     runtimeFolder.replace(u'@', m_sandbox->path());
     if (!runtimeFolder.isEmpty()) {
+        if (!QFileInfo::exists(runtimeFolder))
+            writeFile(runtimeFolder, {});
         m_environment.insert(QStringLiteral("XDG_RUNTIME_DIR"), runtimeFolder);
         ::chmod(QFile::encodeName(runtimeFolder).constData(), mode_t(runtimeFolderMode));
     }
@@ -205,16 +208,18 @@ void TestAppCommandLine::secondStartHandsItsPathsToTheFirst()
         QTRY_VERIFY_WITH_TIMEOUT(isListening(socket), Timeout);
     }
 
+    const QString site = home() + "/my\nsite";
+    QVERIFY(QDir().rename(home() + "/site", site));
     Cascader first(m_environment, {QStringLiteral("--headless")});
     QTRY_VERIFY_WITH_TIMEOUT(isListening(socket), Timeout);
-    Cascader second(m_environment, {home() + "/site", QStringLiteral("/")});
+    Cascader second(m_environment, {site, QStringLiteral("/")});
     QVERIFY(second.exitedWith(0));
 
     QByteArray error;
     QTRY_VERIFY_WITH_TIMEOUT((error += first.process.readAllStandardError()).contains("Select a More Specific"),
                              Timeout);
-    QVERIFY(first.saveUntilPrinted(home() + "/site/less/main.less", "body { color: red; }\n",
-                                   logLine("~/site/less/main.less", "Success!")));
+    QVERIFY(first.saveUntilPrinted(site + "/less/main.less", "body { color: red; }\n",
+                                   logLine(R"(~/my\nsite/less/main.less)", "Success!")));
     first.process.terminate();
     QVERIFY(first.exitedWith(0));
     QVERIFY2(!error.contains("socket"), error.constData());
@@ -277,6 +282,28 @@ void TestAppCommandLine::otherUsersAreNotHeard()
     QTRY_VERIFY_WITH_TIMEOUT((error += cascader.process.readAllStandardError())
                                  .contains("Ignored a connection to " + socket.toUtf8() + " from user 65534."),
                              Timeout);
+}
+
+// A name that is not UTF-8 is reported with its folder, a newline in a name
+// is escaped, and every line printed is a log line or the continuation of one.
+void TestAppCommandLine::namesAreShownAsTheSystemHasThem()
+{
+    QVERIFY(QDir().mkpath(home() + "/names"));
+    writeFileNamed(QFile::encodeName(home() + "/names") + "/bad\xff.less", "a { b: c; }\n");
+    writeFile(home() + "/names/new\nline.less", "a { b: c; }\n");
+    Cascader cascader(m_environment, {"--compile-all", "--auto-compile=off", home() + "/names"});
+    QVERIFY(cascader.exitedWith(0));
+
+    QVERIFY(QFileInfo::exists(home() + "/names/new\nline.css"));
+    QVERIFY(cascader.printed(logLine(R"(~/names/new\nline.less)", "Success!")));
+    const QString report = logLine("~/names", "Cascader cannot compile these LESS files: their names, or the names "
+                                              "of their folders, are not valid UTF-8. Rename them to compile them:");
+    QVERIFY2(cascader.printed(report.chopped(1) + "\n    " + QRegularExpression::escape(R"(bad\xFF.less)") + "$"),
+             cascader.output.constData());
+    const QRegularExpression logLineStart(QStringLiteral("^(\\d\\d:\\d\\d:\\d\\d  |    )"));
+    for (const QString &line : QString::fromUtf8(cascader.output).split(u'\n', Qt::SkipEmptyParts))
+        QVERIFY2(logLineStart.match(line).hasMatch(), qPrintable(line));
+    QVERIFY(!cascader.process.readAllStandardError().contains("does not exist"));
 }
 
 QTEST_GUILESS_MAIN(TestAppCommandLine)
