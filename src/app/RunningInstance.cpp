@@ -26,8 +26,8 @@ const QByteArray OpenRequest = QByteArrayLiteral("open ");
 const QByteArray ReopenRequest = QByteArrayLiteral("reopen");
 const QByteArray Acknowledgement = QByteArrayLiteral("ok\n");
 
-// Why nobody but this user can be trusted with the folder, or nothing. A
-// link does not count as a folder: it could lead anywhere.
+// Why the folder is not this user's alone, or nothing when it is. A link
+// does not count as a folder: it could lead anywhere.
 QString whyNotPrivate(const QString &folder)
 {
     struct stat status;
