@@ -1,6 +1,7 @@
 #include "CompilerLogPrinter.h"
 
 #include "model/LessModel.h"
+#include "support/PathUtils.h"
 
 #include <cstdio>
 
@@ -10,11 +11,12 @@ const QString TimeFormat = QStringLiteral("HH:mm:ss");
 const QString Separator = QStringLiteral("  ");
 const QString ContinuationIndent = QStringLiteral("    ");
 
+// A newline in a file name would look like the start of a further line.
 QString formattedEntry(const CompilerResultHolder &entry)
 {
     const QStringList lines = entry.result().plainText().split(u'\n');
-    QString text = entry.time().toString(TimeFormat) + Separator + entry.file() + Separator
-                   + lines.constFirst() + u'\n';
+    QString text = entry.time().toString(TimeFormat) + Separator + PathUtils::printablePath(entry.file())
+                   + Separator + lines.constFirst() + u'\n';
     for (qsizetype index = 1; index < lines.size(); ++index)
         text += ContinuationIndent + lines.at(index) + u'\n';
     return text;

@@ -74,6 +74,7 @@ void LessClientAppDelegate::applicationWillFinishLaunching(std::optional<bool> a
 {
     m_autoCompileOverride = autoCompileOverride;
     m_appController = new MainAppController(this, this);
+    m_projectSaver = std::make_unique<ProjectSaver>(m_appController->appModel(), ProjectDataFile());
     // Headless runs in a desktop session notify too; without a notification
     // service the helper stays silent.
     m_growler = new GrowlHelper(this);
@@ -129,7 +130,7 @@ void LessClientAppDelegate::restoreStateFromUserDefaults()
 
 bool LessClientAppDelegate::saveDataToDisk()
 {
-    return ProjectDataFile().saveDataToDisk(m_appController->appModel()->pathData());
+    return m_projectSaver->saveNow();
 }
 
 // The file is read and its records built on a worker thread, then handed to
@@ -168,6 +169,10 @@ void LessClientAppDelegate::didLoadDataFromDisk(ProjectDataFile::LoadResult load
         break;
     }
     restoreStateFromUserDefaults();
+    // From here on every change is written soon, so that a crash loses little.
+    m_projectSaver->startFollowingChanges();
+    connect(m_appController, &MainAppController::jAutoCompileEnabledChanged, this,
+            &LessClientAppDelegate::saveStateToUserDefaults);
     m_hasFinishedLaunching = true;
     for (const QString &path : std::exchange(m_pathsToOpenWhenLaunched, {}))
         applicationOpenFile(path);

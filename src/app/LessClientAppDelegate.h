@@ -1,6 +1,7 @@
 #pragma once
 
 #include "model/ProjectDataFile.h"
+#include "model/ProjectSaver.h"
 
 #include <QObject>
 #include <QPointer>
@@ -8,6 +9,7 @@
 #include <QStringList>
 #include <QThreadPool>
 
+#include <memory>
 #include <optional>
 
 class GrowlHelper;
@@ -17,8 +19,8 @@ class MainMenuController;
 // The application's delegate: registers the default preferences, creates the
 // main window controller, the desktop notifications and (with a window) the
 // menu controller, starts in window, tray or headless mode, loads the
-// project and the auto-compile switch at start and saves both at quit, and
-// answers the desktop's reopen and open-file requests.
+// project and the auto-compile switch at start, saves both on every change
+// and at quit, and answers the desktop's reopen and open-file requests.
 class LessClientAppDelegate : public QObject
 {
     Q_OBJECT
@@ -41,7 +43,8 @@ public:
     // override (from the command line) holds for this run only.
     void applicationWillFinishLaunching(std::optional<bool> autoCompileOverride = std::nullopt);
     bool hasFinishedLaunching() const { return m_hasFinishedLaunching; }
-    // Quit: the switch, then the project; nothing before the project was read.
+    // Quit: the switch, then the project, at once; nothing before the project
+    // was read.
     void applicationWillTerminate();
 
     void saveStateToUserDefaults();
@@ -72,4 +75,6 @@ private:
     bool m_hasFinishedLaunching = false;
     QStringList m_pathsToOpenWhenLaunched;
     QThreadPool m_dataFileQueue;
+    // Destroyed before the controller, whose model it reads.
+    std::unique_ptr<ProjectSaver> m_projectSaver;
 };

@@ -14,6 +14,7 @@
 
 #include <QDateTime>
 #include <QDir>
+#include <QFile>
 #include <QFileDialog>
 #include <QFileInfo>
 #include <QSet>
@@ -40,6 +41,7 @@ inline constexpr QLatin1StringView Result{"result"};
 inline constexpr QLatin1StringView ErrorTitle{"errorTitle"};
 inline constexpr QLatin1StringView ErrorMessage{"errorMessage"};
 inline constexpr QLatin1StringView FilesArray{"filesArray"};
+inline constexpr QLatin1StringView UndecodableFiles{"undecodableFiles"};
 } // namespace ResultKey
 const QString Pass = QStringLiteral("pass");
 const QString Fail = QStringLiteral("fail");
@@ -77,6 +79,9 @@ const QString CompilerLogFile = QStringLiteral("LESS compiler");
 const QString AutoCompileEnabledMessage = QStringLiteral("Auto-compile is now enabled.");
 const QString AutoCompileDisabledMessage = QStringLiteral("Auto-compile is now disabled.");
 const QString LinkedToFileSuffix = QStringLiteral("  %1");
+const QString UndecodableNamesMessage = QStringLiteral(
+    "Cascader cannot compile these LESS files: their names, or the names of their folders, are not "
+    "valid UTF-8. Rename them to compile them:\n%1");
 
 // Watches handed to the engine at a time: some 5 ms of its work.
 constexpr int WatchSliceSize = 200;
@@ -186,6 +191,7 @@ struct MainAppController::FolderChanges
     QStringList removedFiles;
     QStringList addedFiles;
     QStringList filesWithMissingCSSFolder;
+    QList<QByteArray> undecodableFiles;
 };
 
 struct MainAppController::RefreshPlan
@@ -413,16 +419,20 @@ void MainAppController::addPathToWatchList(const QString &folder)
 {
     showSpinnerWithMessage(LookingForLessFilesMessage);
     queue([this, folder] {
-        const QVariantMap result{{ResultKey::FilesArray, ZRMLessCompiler::getAllLessFilesInDirectory(folder)},
-                                 {ResultKey::Path, folder}};
+        QList<QByteArray> undecodable;
+        const QStringList files = ZRMLessCompiler::getAllLessFilesInDirectory(folder, &undecodable);
+        const QVariantMap result{{ResultKey::FilesArray, files},
+                                 {ResultKey::Path, folder},
+                                 {ResultKey::UndecodableFiles, QVariant::fromValue(undecodable)}};
         postToMainThread(this, [this, result] { didFinishFindingLessFilesWithResult(result); });
     });
 }
 
 void MainAppController::didFinishFindingLessFilesWithResult(const QVariantMap &result)
 {
-    m_appModel.addNewPathToModel(result.value(ResultKey::Path).toString(),
-                                 result.value(ResultKey::FilesArray).toStringList());
+    const QString folder = result.value(ResultKey::Path).toString();
+    m_appModel.addNewPathToModel(folder, result.value(ResultKey::FilesArray).toStringList());
+    reportUndecodableFiles(folder, result.value(ResultKey::UndecodableFiles).value<QList<QByteArray>>());
     refreshAutoCompileWatchList();
     scrollTableViewsToLastRow();
     hideSpinner();
@@ -555,10 +565,11 @@ MainAppController::RefreshPlan MainAppController::asynchronouslyRefreshWatchedPa
         if (plan.vanishedFolders.contains(folder))
             continue;
         const QStringList oldFiles = snapshot.lessFilesByFolder.value(folder);
-        const QStringList newFiles = ZRMLessCompiler::getAllLessFilesInDirectory(folder);
+        FolderChanges changes{folder, {}, {}, {}, {}};
+        const QStringList newFiles =
+            ZRMLessCompiler::getAllLessFilesInDirectory(folder, &changes.undecodableFiles);
         const QSet<QString> oldSet(oldFiles.cbegin(), oldFiles.cend());
         const QSet<QString> newSet(newFiles.cbegin(), newFiles.cend());
-        FolderChanges changes{folder, {}, {}, {}};
         for (const QString &file : oldFiles) {
             if (!newSet.contains(file))
                 changes.removedFiles << file;
@@ -610,6 +621,27 @@ void MainAppController::applyFolderChanges(const FolderChanges &changes, const Q
         if (LessHolder *record = m_appModel.getLessHolderForLessFileAtPath(file))
             record->clearCSSFileOutputPath();
     }
+    reportUndecodableFiles(changes.folder, changes.undecodableFiles);
+}
+
+// One log entry per folder with the names not yet reported in this run, each
+// relative to the folder and with its stray bytes escaped.
+void MainAppController::reportUndecodableFiles(const QString &folder, const QList<QByteArray> &paths)
+{
+    const QByteArray folderPrefix = QFile::encodeName(folder) + '/';
+    QStringList names;
+    for (const QByteArray &path : paths) {
+        if (m_reportedUndecodableFiles.contains(path))
+            continue;
+        m_reportedUndecodableFiles.insert(path);
+        names << printablePath(path.startsWith(folderPrefix) ? path.mid(folderPrefix.size()) : path);
+    }
+    if (names.isEmpty())
+        return;
+    m_appModel.addNewCompilerResultWithTime(QDateTime::currentDateTime(), abbreviateWithTilde(folder),
+                                            StyledText(UndecodableNamesMessage.arg(names.join(u'\n')),
+                                                       StyledText::Red));
+    scrollTableViewsToLastRow();
 }
 
 void MainAppController::didFinishRefreshingWatchedPathsAndShouldNotifyUserWhenDone(bool notify)
@@ -801,7 +833,7 @@ void MainAppController::appendCompileResult(const QVariantMap &userInfo, RgbaCol
     StyledText result(userInfo.value(Result).toString(), color);
     const QString linkedToFile = userInfo.value(LinkedToFile).toString();
     if (!linkedToFile.isEmpty())
-        result.append(LinkedToFileSuffix.arg(linkedToFile), StyledText::Grey);
+        result.append(LinkedToFileSuffix.arg(printablePath(linkedToFile)), StyledText::Grey);
     m_appModel.addNewCompilerResultWithTime(userInfo.value(Time).toDateTime(),
                                             abbreviateWithTilde(userInfo.value(File).toString()), result);
 }

@@ -142,6 +142,7 @@ private:
     static RefreshPlan asynchronouslyRefreshWatchedPaths(const RefreshSnapshot &snapshot);
     void applyRefreshPlan(const RefreshPlan &plan);
     void applyFolderChanges(const FolderChanges &changes, const QStringList &knownFiles);
+    void reportUndecodableFiles(const QString &folder, const QList<QByteArray> &paths);
     void didFinishRefreshingWatchedPathsAndShouldNotifyUserWhenDone(bool notify);
 
     void watchNextSlice();
@@ -168,5 +169,6 @@ private:
     // Files on their way to the engine's watch list, in order.
     QStringList m_watchQueue;
     QSet<QString> m_filesAwaitingWatch;
+    QSet<QByteArray> m_reportedUndecodableFiles;
     QTimer *m_watchSliceTimer;
 };

@@ -7,30 +7,36 @@ class QLocalServer;
 class QLocalSocket;
 
 // Keeps Cascader to one instance per user. The first instance listens on a
-// socket in XDG_RUNTIME_DIR; a later one hands its paths and a request to come
-// forward to it and exits.
+// socket in a folder that only this user may enter (XDG_RUNTIME_DIR, else
+// one of its own in the temporary folder) and answers only this user; a
+// later start hands its paths and a request to come forward to it and exits.
 class RunningInstance : public QObject
 {
     Q_OBJECT
 
 public:
+    // Finds the socket's folder. Without a private one, this start runs on its
+    // own and says so.
     explicit RunningInstance(QObject *parent = nullptr);
 
-    static QString socketPath();
+    // Empty when there is no private folder.
+    QString socketPath() const { return m_socketPath; }
 
     // True when this process is now the one instance; false when another runs.
     bool claim();
     // Sends each path as an open-file request, then the reopen request, to the
     // instance that runs; true when it acknowledged them.
-    static bool handOff(const QStringList &paths);
+    bool handOff(const QStringList &paths) const;
 
 Q_SIGNALS:
     void openFileRequested(const QString &path);
     void reopenRequested();
 
 private:
+    bool connectToRunningInstance(QLocalSocket &socket) const;
     void acceptConnection();
     void readRequests(QLocalSocket *socket);
 
+    QString m_socketPath;
     QLocalServer *m_server = nullptr;
 };

@@ -57,9 +57,9 @@ void saveAtQuit(LessClientAppDelegate &delegate)
     }
 }
 
-int handOffToRunningInstance(const QStringList &paths)
+int handOffToRunningInstance(const RunningInstance &runningInstance, const QStringList &paths)
 {
-    if (RunningInstance::handOff(paths))
+    if (runningInstance.handOff(paths))
         return 0;
     std::fputs("Cascader is already running but does not answer.\n", stderr);
     return 1;
@@ -70,7 +70,7 @@ int runUntilQuit(const CommandLineOptions &options, const QStringList &paths)
 {
     RunningInstance runningInstance;
     if (!runningInstance.claim())
-        return handOffToRunningInstance(paths);
+        return handOffToRunningInstance(runningInstance, paths);
 
     LessClientAppDelegate delegate(options.mode == Mode::Headless ? LessClientAppDelegate::Mode::Headless
                                                                   : LessClientAppDelegate::Mode::Window);

@@ -94,13 +94,26 @@ bool isFolder(int folderFD, const dirent &entry)
     return fstatat(folderFD, entry.d_name, &status, AT_SYMLINK_NOFOLLOW) == 0 && S_ISDIR(status.st_mode);
 }
 
-QString joined(const QString &folder, const char *name)
+QByteArray joined(const QByteArray &folder, const char *name)
 {
-    return folder.endsWith(u'/') ? folder + QFile::decodeName(name) : folder + u'/' + QFile::decodeName(name);
+    return folder.endsWith('/') ? folder + name : folder + '/' + name;
 }
 
-// Depth first: each entry comes before what lies beneath it. Takes over folderFD.
-void collectLessFiles(int folderFD, const QString &folderPath, bool isTopFolder, QStringList &files)
+// A path that does not come back from a QString unchanged names no file once
+// decoded; it is set aside for the caller to report.
+void addLessFile(const QByteArray &path, QStringList &files, QList<QByteArray> &undecodablePaths)
+{
+    const QString decoded = QFile::decodeName(path);
+    if (QFile::encodeName(decoded) == path)
+        files.append(decoded);
+    else
+        undecodablePaths.append(path);
+}
+
+// Depth first: each entry comes before what lies beneath it. Takes over
+// folderFD. Paths stay as the file system has them until a file is found.
+void collectLessFiles(int folderFD, const QByteArray &folderPath, bool isTopFolder, QStringList &files,
+                      QList<QByteArray> &undecodablePaths)
 {
     DIR *folder = fdopendir(folderFD);
     if (!folder) {
@@ -113,12 +126,12 @@ void collectLessFiles(int folderFD, const QString &folderPath, bool isTopFolder,
         if (isDotOrDotDot(name) || (isTopFolder && name[0] == '.'))
             continue;
         if (hasLessExtension(name))
-            files.append(joined(folderPath, name));
+            addLessFile(joined(folderPath, name), files, undecodablePaths);
         if (!isFolder(dirfd(folder), *entry))
             continue;
         const int childFD = openat(dirfd(folder), name, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
         if (childFD >= 0)
-            collectLessFiles(childFD, joined(folderPath, name), false, files);
+            collectLessFiles(childFD, joined(folderPath, name), false, files, undecodablePaths);
     }
     closedir(folder);
 }
@@ -250,12 +263,17 @@ void ZRMLessCompiler::didFinishCompilingFileWithResult(const QVariantMap &result
         result);
 }
 
-QStringList ZRMLessCompiler::getAllLessFilesInDirectory(const QString &folder)
+QStringList ZRMLessCompiler::getAllLessFilesInDirectory(const QString &folder,
+                                                        QList<QByteArray> *undecodablePaths)
 {
     QStringList files;
-    const int folderFD = open(QFile::encodeName(folder).constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    QList<QByteArray> undecodable;
+    const QByteArray encodedFolder = QFile::encodeName(folder);
+    const int folderFD = open(encodedFolder.constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
     if (folderFD >= 0)
-        collectLessFiles(folderFD, folder, true, files);
+        collectLessFiles(folderFD, encodedFolder, true, files, undecodable);
+    if (undecodablePaths)
+        *undecodablePaths = undecodable;
     return files;
 }
 

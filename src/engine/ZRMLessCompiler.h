@@ -70,8 +70,10 @@ public:
                                   bool compress);
 
     // The LESS files beneath folder, depth first, without those whose path
-    // relative to folder starts with a dot.
-    static QStringList getAllLessFilesInDirectory(const QString &folder);
+    // relative to folder starts with a dot. Paths that are not UTF-8 cannot
+    // be compiled; they go to undecodablePaths, as the file system has them.
+    static QStringList getAllLessFilesInDirectory(const QString &folder,
+                                                  QList<QByteArray> *undecodablePaths = nullptr);
 
     ZRMLessCompilerDelegate *compilerDelegate() const { return m_compilerDelegate; }
     void setCompilerDelegate(ZRMLessCompilerDelegate *delegate) { m_compilerDelegate = delegate; }

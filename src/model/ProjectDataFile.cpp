@@ -144,40 +144,65 @@ private:
     QString *m_error;
 };
 
-QVariantMap encodeLessHolder(const LessHolder &file)
+QVariantMap encodeLessHolder(const ProjectDataFile::FileRecord &file)
 {
     return {
         {Keys::ClassName, LessHolderClass},
-        {Keys::MemberOfWatchedFolder, file.memberOfWatchedFolder()},
-        {Keys::LessFileFullPath, file.lessFileFullPath()},
-        {Keys::LessFileTildePath, file.lessFileTildePath()},
-        {Keys::LessFileAbbreviatedPath, file.lessFileAbbreviatedPath()},
-        {Keys::LessFilename, file.lessFilename()},
-        {Keys::TargetCSSFileFullPath, file.targetCSSFileFullPath()},
-        {Keys::TargetCSSFileTildePath, file.targetCSSFileTildePath()},
-        {Keys::TargetCSSFileAbbreviatedPath, file.targetCSSFileAbbreviatedPath()},
-        {Keys::TargetCSSFilename, file.targetCSSFilename()},
-        {Keys::CheckboxState, file.checkboxState()},
-        {Keys::ShouldCompressCSSOutput, file.shouldCompressCSSOutput()},
+        {Keys::MemberOfWatchedFolder, file.memberOfWatchedFolder},
+        {Keys::LessFileFullPath, file.lessFileFullPath},
+        {Keys::LessFileTildePath, file.lessFileTildePath},
+        {Keys::LessFileAbbreviatedPath, file.lessFileAbbreviatedPath},
+        {Keys::LessFilename, file.lessFilename},
+        {Keys::TargetCSSFileFullPath, file.targetCSSFileFullPath},
+        {Keys::TargetCSSFileTildePath, file.targetCSSFileTildePath},
+        {Keys::TargetCSSFileAbbreviatedPath, file.targetCSSFileAbbreviatedPath},
+        {Keys::TargetCSSFilename, file.targetCSSFilename},
+        {Keys::CheckboxState, file.checkboxState},
+        {Keys::ShouldCompressCSSOutput, file.shouldCompressCSSOutput},
     };
 }
 
-QVariantMap encodePathHolder(const PathHolder &folder)
+QVariantMap encodePathHolder(const ProjectDataFile::FolderRecord &folder)
 {
     QVariantList lessFiles;
-    lessFiles.reserve(qsizetype(folder.lessFiles().size()));
-    for (const auto &file : folder.lessFiles())
-        lessFiles << encodeLessHolder(*file);
+    lessFiles.reserve(folder.lessFiles.size());
+    for (const ProjectDataFile::FileRecord &file : folder.lessFiles)
+        lessFiles << encodeLessHolder(file);
     return {
         {Keys::ClassName, PathHolderClass},
-        {Keys::UserSelectedFullPath, folder.userSelectedFullPath()},
-        {Keys::UserSelectedTildePath, folder.userSelectedTildePath()},
-        {Keys::UserSelectedLastPathComponent, folder.userSelectedLastPathComponent()},
+        {Keys::UserSelectedFullPath, folder.userSelectedFullPath},
+        {Keys::UserSelectedTildePath, folder.userSelectedTildePath},
+        {Keys::UserSelectedLastPathComponent, folder.userSelectedLastPathComponent},
         {Keys::LessFiles, lessFiles},
-        {Keys::NumberOfLessFilesInPath, int(folder.numberOfLessFilesInPath())},
-        {Keys::IconImage, folder.iconImage()},
-        {Keys::ValuesForPathsTableViewCell, folder.valuesForTableViewCell()},
+        {Keys::NumberOfLessFilesInPath, int(folder.numberOfLessFilesInPath)},
+        {Keys::IconImage, folder.iconImage},
+        {Keys::ValuesForPathsTableViewCell, folder.valuesForTableViewCell},
     };
+}
+
+ProjectDataFile::FileRecord recordOf(const LessHolder &file)
+{
+    return {file.memberOfWatchedFolder(),        file.lessFileFullPath(),
+            file.lessFileTildePath(),            file.lessFileAbbreviatedPath(),
+            file.lessFilename(),                 file.targetCSSFileFullPath(),
+            file.targetCSSFileTildePath(),       file.targetCSSFileAbbreviatedPath(),
+            file.targetCSSFilename(),            file.checkboxState(),
+            file.shouldCompressCSSOutput()};
+}
+
+ProjectDataFile::FolderRecord recordOf(const PathHolder &folder)
+{
+    QList<ProjectDataFile::FileRecord> lessFiles;
+    lessFiles.reserve(qsizetype(folder.lessFiles().size()));
+    for (const auto &file : folder.lessFiles())
+        lessFiles << recordOf(*file);
+    return {folder.userSelectedFullPath(),
+            folder.userSelectedTildePath(),
+            folder.userSelectedLastPathComponent(),
+            lessFiles,
+            folder.numberOfLessFilesInPath(),
+            folder.iconImage(),
+            folder.valuesForTableViewCell()};
 }
 
 // The stored target forms are not read: setting the target recomputes them.
@@ -308,12 +333,26 @@ QString ProjectDataFile::pathForDataFile()
 
 ProjectDataFile::ProjectDataFile(const QString &filePath) : m_filePath(filePath) {}
 
+ProjectDataFile::Snapshot ProjectDataFile::snapshotOf(const LessModel::PathData &pathData)
+{
+    Snapshot snapshot;
+    snapshot.reserve(qsizetype(pathData.size()));
+    for (const auto &folder : pathData)
+        snapshot << recordOf(*folder);
+    return snapshot;
+}
+
 bool ProjectDataFile::saveDataToDisk(const LessModel::PathData &pathData) const
 {
+    return saveSnapshot(snapshotOf(pathData));
+}
+
+bool ProjectDataFile::saveSnapshot(const Snapshot &snapshot) const
+{
     QVariantList folders;
-    folders.reserve(qsizetype(pathData.size()));
-    for (const auto &folder : pathData)
-        folders << encodePathHolder(*folder);
+    folders.reserve(snapshot.size());
+    for (const FolderRecord &folder : snapshot)
+        folders << encodePathHolder(folder);
     const QVariantMap root{
         {Keys::AppModelPathData, folders},
         {Keys::CreatorVersion, BundleInfo::value(BundleInfo::CFBundleVersion)},

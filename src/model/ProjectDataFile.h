@@ -2,7 +2,9 @@
 
 #include "LessModel.h"
 
+#include <QList>
 #include <QString>
+#include <QVariantMap>
 
 // The project on disk: the watched folders with their LESS files and per-file
 // settings, as JSON in which every record names its class. Written atomically;
@@ -28,6 +30,34 @@ public:
         QString reason;
     };
 
+    // A copy of what the file keeps of each record: taken on the GUI thread,
+    // written on any.
+    struct FileRecord
+    {
+        QString memberOfWatchedFolder;
+        QString lessFileFullPath;
+        QString lessFileTildePath;
+        QString lessFileAbbreviatedPath;
+        QString lessFilename;
+        QString targetCSSFileFullPath;
+        QString targetCSSFileTildePath;
+        QString targetCSSFileAbbreviatedPath;
+        QString targetCSSFilename;
+        bool checkboxState;
+        bool shouldCompressCSSOutput;
+    };
+    struct FolderRecord
+    {
+        QString userSelectedFullPath;
+        QString userSelectedTildePath;
+        QString userSelectedLastPathComponent;
+        QList<FileRecord> lessFiles;
+        qint64 numberOfLessFilesInPath;
+        QString iconImage;
+        QVariantMap valuesForTableViewCell;
+    };
+    using Snapshot = QList<FolderRecord>;
+
     static constexpr int MinimumBuildNumber = 406;
 
     // $XDG_DATA_HOME/Cascader app/lessDataFile.lessData; creates the folder.
@@ -37,8 +67,11 @@ public:
 
     QString filePath() const { return m_filePath; }
 
+    // The strings are shared, not copied, so this is quick for large projects.
+    static Snapshot snapshotOf(const LessModel::PathData &pathData);
     // Replaces the file as a whole or not at all; failures are logged.
     bool saveDataToDisk(const LessModel::PathData &pathData) const;
+    bool saveSnapshot(const Snapshot &snapshot) const;
     // The folder records, ready for LessModel::loadNewPathDataIntoModel(). An
     // unreadable file is copied aside with a time stamp and logged.
     LoadResult loadDataFromDisk() const;

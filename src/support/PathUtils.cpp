@@ -35,6 +35,47 @@ qsizetype extensionDot(const QString &trimmed)
     return dot > componentStart ? dot : -1;
 }
 
+bool breaksLines(QChar character)
+{
+    switch (character.category()) {
+    case QChar::Other_Control:
+    case QChar::Separator_Line:
+    case QChar::Separator_Paragraph:
+        return true;
+    default:
+        return false;
+    }
+}
+
+QString hexadecimal(uint value, int digits)
+{
+    return QString::number(value, 16).toUpper().rightJustified(digits, u'0');
+}
+
+QString escaped(QChar character)
+{
+    switch (character.unicode()) {
+    case u'\n':
+        return QStringLiteral("\\n");
+    case u'\r':
+        return QStringLiteral("\\r");
+    case u'\t':
+        return QStringLiteral("\\t");
+    default:
+        return QStringLiteral("\\u") + hexadecimal(character.unicode(), 4);
+    }
+}
+
+// The length of the UTF-8 sequence that a byte starts; 1 for one that starts none.
+qsizetype sequenceLength(uchar lead)
+{
+    if (lead >= 0xF0)
+        return 4;
+    if (lead >= 0xE0)
+        return 3;
+    return lead >= 0xC0 ? 2 : 1;
+}
+
 } // namespace
 
 QString expandTilde(const QString &path)
@@ -124,6 +165,33 @@ QStringList pathComponents(const QString &path)
     if (path.size() > 1 && path.endsWith(Slash))
         components << QStringLiteral("/");
     return components;
+}
+
+QString printablePath(const QString &path)
+{
+    QString printable;
+    printable.reserve(path.size());
+    for (QChar character : path)
+        printable += breaksLines(character) ? escaped(character) : QString(character);
+    return printable;
+}
+
+// A sequence is text when it comes back from UTF-8 as it went in.
+QString printablePath(const QByteArray &path)
+{
+    QString text;
+    for (qsizetype at = 0; at < path.size();) {
+        const QByteArray sequence = path.mid(at, sequenceLength(uchar(path.at(at))));
+        const QString decoded = QString::fromUtf8(sequence);
+        if (decoded.toUtf8() == sequence) {
+            text += decoded;
+            at += sequence.size();
+        } else {
+            text += QStringLiteral("\\x") + hexadecimal(uchar(path.at(at)), 2);
+            ++at;
+        }
+    }
+    return printablePath(text);
 }
 
 } // namespace PathUtils

@@ -1,10 +1,12 @@
 #pragma once
 
+#include <QByteArray>
 #include <QString>
 #include <QStringList>
 
-// Path string operations with the semantics the project model relies on.
-// They work on the text only and never touch the file system.
+// Path string operations with the semantics the project model relies on, and
+// the form in which a path goes into a log. They work on the text only and
+// never touch the file system.
 namespace PathUtils {
 
 // A leading "~" or "~/..." becomes the home folder, "~user/..." that user's home.
@@ -24,5 +26,12 @@ QString appendingPathExtension(const QString &path, const QString &extension);
 QString appendingPathComponent(const QString &path, const QString &component);
 // "/a/b" -> {"/", "a", "b"}; a trailing slash adds a final "/".
 QStringList pathComponents(const QString &path);
+
+// What would break a log line shown as an escape: control characters and
+// line separators become \n, \r, \t or \u001B.
+QString printablePath(const QString &path);
+// A path as the file system holds it: each byte that is not part of UTF-8
+// text becomes \xFF, the rest is shown as above.
+QString printablePath(const QByteArray &path);
 
 } // namespace PathUtils

@@ -2,6 +2,7 @@
 
 #include "ZRMCompilerResultTableCell.h"
 #include "app/MainAppController.h"
+#include "support/PathUtils.h"
 
 #include <QColor>
 #include <QFont>
@@ -93,7 +94,8 @@ QVariant CompilerArrayController::data(const QModelIndex &index, int role) const
     case TimeColumn:
         return role == Qt::DisplayRole ? entry.time().toString(TimeFormat) : QVariant();
     case FileColumn:
-        return role == Qt::DisplayRole || role == Qt::ToolTipRole ? entry.file() : QVariant();
+        return role == Qt::DisplayRole || role == Qt::ToolTipRole ? PathUtils::printablePath(entry.file())
+                                                                  : QVariant();
     default:
         return resultData(entry.result(), role);
     }

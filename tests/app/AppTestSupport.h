@@ -9,6 +9,7 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <fcntl.h>
 #include <unistd.h>
 
 namespace AppTestSupport {
@@ -21,6 +22,15 @@ inline void writeFile(const QString &path, const QByteArray &content)
     QFile file(path);
     if (!file.open(QIODevice::WriteOnly) || file.write(content) != content.size())
         qFatal("cannot write %s", qPrintable(path));
+}
+
+// For names that a QString cannot hold; the folder must exist.
+inline void writeFileNamed(const QByteArray &path, const QByteArray &content)
+{
+    const int file = ::open(path.constData(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
+    if (file < 0 || ::write(file, content.constData(), size_t(content.size())) != content.size())
+        qFatal("cannot write %s", path.constData());
+    ::close(file);
 }
 
 inline QByteArray readFile(const QString &path)

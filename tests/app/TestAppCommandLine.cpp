@@ -1,11 +1,13 @@
 #include "AppTestSupport.h"
 
 #include <QElapsedTimer>
+#include <QLocalSocket>
 #include <QProcess>
 #include <QRegularExpression>
 #include <QTemporaryDir>
 
 #include <csignal>
+#include <sys/stat.h>
 
 using namespace AppTestSupport;
 
@@ -66,6 +68,33 @@ QList<qint64> workersOf(const QString &home)
     return workers;
 }
 
+// LocalSocketPeer run as nobody: another user of this machine.
+struct OtherUser
+{
+    explicit OtherUser(const QStringList &arguments)
+    {
+        process.start(QStringLiteral("runuser"),
+                      QStringList{"-u", "nobody", "--", QStringLiteral(LOCAL_SOCKET_PEER)} + arguments);
+    }
+    // runuser passes the signal on to the program it runs.
+    ~OtherUser()
+    {
+        process.terminate();
+        process.waitForFinished();
+    }
+    QByteArray output() { return printed += process.readAllStandardOutput(); }
+
+    QProcess process;
+    QByteArray printed;
+};
+
+bool isListening(const QString &socketPath)
+{
+    QLocalSocket socket;
+    socket.connectToServer(socketPath);
+    return socket.waitForConnected(Timeout);
+}
+
 // "HH:MM:SS  file  result"
 QString logLine(const QString &file, const QString &result)
 {
@@ -83,15 +112,25 @@ private Q_SLOTS:
     void init();
     void headlessRunCompilesAndKeepsTheProject();
     void compileAllFailsWhenAFileDoes();
+    void secondStartHandsItsPathsToTheFirst_data();
     void secondStartHandsItsPathsToTheFirst();
     void brokenCompilerIsSaidOnce();
     void noWorkerOutlivesCascader_data();
     void noWorkerOutlivesCascader();
+    void foreignSocketFolderIsRefused_data();
+    void foreignSocketFolderIsRefused();
+    void otherUsersAreNotHeard();
+    void namesAreShownAsTheSystemHasThem();
 
 private:
     QString home() const { return m_sandbox->filePath(QStringLiteral("home")); }
+    // Where another user can create names first, as in /tmp; there is no runtime folder.
+    QString useSharedTemporaryFolder();
+    QString ownSocketFolder() const { return m_shared->filePath(QStringLiteral("cascader-%1").arg(::geteuid())); }
+
     QProcessEnvironment m_environment;
     std::unique_ptr<QTemporaryDir> m_sandbox;
+    std::unique_ptr<QTemporaryDir> m_shared;
 };
 
 void TestAppCommandLine::init()
@@ -139,20 +178,151 @@ void TestAppCommandLine::compileAllFailsWhenAFileDoes()
              cascader.output.constData());
 }
 
+QString TestAppCommandLine::useSharedTemporaryFolder()
+{
+    m_shared = std::make_unique<QTemporaryDir>(QStringLiteral("/tmp/cascader-shared-XXXXXX"));
+    ::chmod(QFile::encodeName(m_shared->path()).constData(), 01777);
+    m_environment.insert(QStringLiteral("TMPDIR"), m_shared->path());
+    m_environment.remove(QStringLiteral("XDG_RUNTIME_DIR"));
+    return m_shared->path();
+}
+
+void TestAppCommandLine::secondStartHandsItsPathsToTheFirst_data()
+{
+    QTest::addColumn<QString>("runtimeFolder"); // "@" is the sandbox
+    QTest::addColumn<int>("runtimeFolderMode");
+    QTest::addColumn<bool>("socketInRuntimeFolder");
+
+    QTest::newRow("runtime folder") << "@/runtime" << 0700 << true;
+    QTest::newRow("runtime folder open to others") << "@/runtime" << 0755 << false;
+    QTest::newRow("runtime folder is a file") << "@/runtime-file" << 0600 << false;
+    QTest::newRow("no runtime folder") << QString() << 0 << false;
+}
+
+// Whatever the runtime folder, a squatter at the name Cascader once used in
+// the temporary folder never hears from it; a crashed run's socket is
+// replaced without a word. The folder handed over has a newline in its name.
 void TestAppCommandLine::secondStartHandsItsPathsToTheFirst()
 {
+    QFETCH(QString, runtimeFolder);
+    QFETCH(int, runtimeFolderMode);
+    QFETCH(bool, socketInRuntimeFolder);
+    if (::geteuid() != 0)
+        QSKIP("Playing another user takes root.");
+
+    const QString shared = useSharedTemporaryFolder();
+    runtimeFolder.replace(u'@', m_sandbox->path());
+    if (!runtimeFolder.isEmpty()) {
+        if (!QFileInfo::exists(runtimeFolder))
+            writeFile(runtimeFolder, {});
+        m_environment.insert(QStringLiteral("XDG_RUNTIME_DIR"), runtimeFolder);
+        ::chmod(QFile::encodeName(runtimeFolder).constData(), mode_t(runtimeFolderMode));
+    }
+    const QString socket = (socketInRuntimeFolder ? runtimeFolder : ownSocketFolder()) + "/cascader.socket";
+    OtherUser squatter({"listen", QStringLiteral("%1/cascader-%2.socket").arg(shared).arg(::geteuid())});
+    QTRY_VERIFY_WITH_TIMEOUT(squatter.output().contains("listening"), Timeout);
+    {
+        // Killed, as by kill -9, when it goes out of scope.
+        Cascader crashed(m_environment, {QStringLiteral("--headless")});
+        QTRY_VERIFY_WITH_TIMEOUT(isListening(socket), Timeout);
+    }
+
+    const QString site = home() + "/my\nsite";
+    QVERIFY(QDir().rename(home() + "/site", site));
     Cascader first(m_environment, {QStringLiteral("--headless")});
-    QTRY_VERIFY_WITH_TIMEOUT(QFileInfo::exists(m_sandbox->filePath("runtime/cascader.socket")), Timeout);
-    Cascader second(m_environment, {home() + "/site", QStringLiteral("/")});
+    QTRY_VERIFY_WITH_TIMEOUT(isListening(socket), Timeout);
+    Cascader second(m_environment, {site, QStringLiteral("/")});
     QVERIFY(second.exitedWith(0));
 
     QByteArray error;
     QTRY_VERIFY_WITH_TIMEOUT((error += first.process.readAllStandardError()).contains("Select a More Specific"),
                              Timeout);
-    QVERIFY(first.saveUntilPrinted(home() + "/site/less/main.less", "body { color: red; }\n",
-                                   logLine("~/site/less/main.less", "Success!")));
+    QVERIFY(first.saveUntilPrinted(site + "/less/main.less", "body { color: red; }\n",
+                                   logLine(R"(~/my\nsite/less/main.less)", "Success!")));
     first.process.terminate();
     QVERIFY(first.exitedWith(0));
+    QVERIFY2(!error.contains("socket"), error.constData());
+    QCOMPARE(squatter.output(), QByteArray("listening\n"));
+}
+
+void TestAppCommandLine::foreignSocketFolderIsRefused_data()
+{
+    QTest::addColumn<bool>("ownedByOtherUser");
+    QTest::addColumn<QString>("reason");
+
+    QTest::newRow("another user's folder") << true << "it belongs to another user";
+    QTest::newRow("own folder open to others") << false << "other users may enter it";
+}
+
+// The start runs on its own, says why, and never talks to the squatter inside.
+void TestAppCommandLine::foreignSocketFolderIsRefused()
+{
+    QFETCH(bool, ownedByOtherUser);
+    QFETCH(QString, reason);
+    if (::geteuid() != 0)
+        QSKIP("Playing another user takes root.");
+
+    useSharedTemporaryFolder();
+    const QString folder = ownSocketFolder();
+    if (ownedByOtherUser)
+        QCOMPARE(QProcess::execute("runuser", {"-u", "nobody", "--", "mkdir", "-m", "777", folder}), 0);
+    else
+        QVERIFY(QDir().mkdir(folder) && ::chmod(QFile::encodeName(folder).constData(), 0777) == 0);
+    OtherUser squatter({"listen", folder + "/cascader.socket"});
+    QTRY_VERIFY_WITH_TIMEOUT(squatter.output().contains("listening"), Timeout);
+
+    Cascader cascader(m_environment, {QStringLiteral("--headless"), home() + "/site"});
+    QVERIFY(cascader.saveUntilPrinted(home() + "/site/less/main.less", "body { color: red; }\n",
+                                      logLine("~/site/less/main.less", "Success!")));
+    const QString error = QString::fromUtf8(cascader.process.readAllStandardError());
+    QVERIFY2(error.contains(QStringLiteral("Cascader cannot use %1 to find its other starts: %2.").arg(folder, reason)),
+             qPrintable(error));
+    QCOMPARE(squatter.output(), QByteArray("listening\n"));
+}
+
+// Should the socket be reachable, another user's requests still go unheard.
+void TestAppCommandLine::otherUsersAreNotHeard()
+{
+    if (::geteuid() != 0)
+        QSKIP("Playing another user takes root.");
+
+    useSharedTemporaryFolder();
+    const QString socket = ownSocketFolder() + "/cascader.socket";
+    Cascader cascader(m_environment, {QStringLiteral("--headless")});
+    QTRY_VERIFY_WITH_TIMEOUT(isListening(socket), Timeout);
+    QVERIFY(::chmod(QFile::encodeName(ownSocketFolder()).constData(), 0711) == 0);
+    QVERIFY(::chmod(QFile::encodeName(socket).constData(), 0777) == 0);
+
+    OtherUser intruder({"send", socket, "open " + home() + "/site\nreopen\n"});
+    QVERIFY(intruder.process.waitForFinished(Timeout));
+    QCOMPARE(intruder.process.exitCode(), 0);
+    QCOMPARE(intruder.output(), QByteArray());
+    QByteArray error;
+    QTRY_VERIFY_WITH_TIMEOUT((error += cascader.process.readAllStandardError())
+                                 .contains("Ignored a connection to " + socket.toUtf8() + " from user 65534."),
+                             Timeout);
+}
+
+// A name that is not UTF-8 is reported with its folder, a newline in a name
+// is escaped, and every line printed is a log line or the continuation of one.
+void TestAppCommandLine::namesAreShownAsTheSystemHasThem()
+{
+    QVERIFY(QDir().mkpath(home() + "/names"));
+    writeFileNamed(QFile::encodeName(home() + "/names") + "/bad\xff.less", "a { b: c; }\n");
+    writeFile(home() + "/names/new\nline.less", "a { b: c; }\n");
+    Cascader cascader(m_environment, {"--compile-all", "--auto-compile=off", home() + "/names"});
+    QVERIFY(cascader.exitedWith(0));
+
+    QVERIFY(QFileInfo::exists(home() + "/names/new\nline.css"));
+    QVERIFY(cascader.printed(logLine(R"(~/names/new\nline.less)", "Success!")));
+    const QString report = logLine("~/names", "Cascader cannot compile these LESS files: their names, or the names "
+                                              "of their folders, are not valid UTF-8. Rename them to compile them:");
+    QVERIFY2(cascader.printed(report.chopped(1) + "\n    " + QRegularExpression::escape(R"(bad\xFF.less)") + "$"),
+             cascader.output.constData());
+    const QRegularExpression logLineStart(QStringLiteral("^(\\d\\d:\\d\\d:\\d\\d  |    )"));
+    for (const QString &line : QString::fromUtf8(cascader.output).split(u'\n', Qt::SkipEmptyParts))
+        QVERIFY2(logLineStart.match(line).hasMatch(), qPrintable(line));
+    QVERIFY(!cascader.process.readAllStandardError().contains("does not exist"));
 }
 
 // A Node that dies at once: Cascader says so once, on standard error and in

@@ -5,11 +5,48 @@
 #include "support/UserDefaultsKeys.h"
 #include "ui/ZRMWindow.h"
 
+#include <QApplication>
+#include <QProcess>
 #include <QSignalSpy>
 #include <QTemporaryDir>
 
 using namespace AppTestSupport;
 using Mode = LessClientAppDelegate::Mode;
+
+namespace {
+
+// This program, started with it and a folder, is a run that the test kills.
+const QString KilledRunOption = QStringLiteral("--run-until-killed");
+
+QString lessFile(const QString &folder)
+{
+    return folder + "/less/a.less";
+}
+
+// Adds the folder, switches auto-compile off (it is on by default) and clears
+// the file's check mark.
+int runUntilKilled(const QString &folder)
+{
+    LessClientAppDelegate delegate(Mode::Headless);
+    delegate.applicationWillFinishLaunching();
+    delegate.applicationOpenFile(folder);
+    const LessModel *model = delegate.appController()->appModel();
+    if (!QTest::qWaitFor([&] { return model->getLessHolderForLessFileAtPath(lessFile(folder)); }, Timeout))
+        return 1;
+    delegate.appController()->toggleAutoCompile();
+    model->getLessHolderForLessFileAtPath(lessFile(folder))->setCheckboxState(false);
+    return QCoreApplication::exec();
+}
+
+bool savedWithUncheckedFile(const QString &folder)
+{
+    const ProjectDataFile::LoadResult saved = ProjectDataFile().loadDataFromDisk();
+    return saved.pathData.size() == 1 && saved.pathData.at(0)->userSelectedFullPath() == folder
+        && saved.pathData.at(0)->lessFiles().size() == 1
+        && !saved.pathData.at(0)->lessFiles().at(0)->checkboxState();
+}
+
+} // namespace
 
 class TestLessClientAppDelegate : public QObject
 {
@@ -26,11 +63,13 @@ private Q_SLOTS:
         for (QLatin1StringView key : {UserDefaultsKeys::UIMode, UserDefaultsKeys::AutoCompileEnabled,
                                       UserDefaultsKeys::BringAppToFrontOnError})
             UserDefaults::standardUserDefaults()->removeObjectForKey(key);
+        UserDefaults::standardUserDefaults()->synchronize();
         QDir(QFileInfo(ProjectDataFile::pathForDataFile()).path()).removeRecursively();
     }
     void startsInTheChosenMode_data();
     void startsInTheChosenMode();
     void requestsWaitForTheProject();
+    void killedRunKeepsItsChanges();
 
 private:
     QString site() const { return m_root->filePath(QStringLiteral("site")); }
@@ -106,5 +145,32 @@ void TestLessClientAppDelegate::requestsWaitForTheProject()
     QCOMPARE(delegate.appController()->appModel()->getAllRegisteredPaths(), QStringList{site()});
 }
 
-QTEST_MAIN(TestLessClientAppDelegate)
+// Killed as soon as the data file shows the changes.
+void TestLessClientAppDelegate::killedRunKeepsItsChanges()
+{
+    QProcess run;
+    run.start(QCoreApplication::applicationFilePath(), {KilledRunOption, site()});
+    QTRY_VERIFY_WITH_TIMEOUT(savedWithUncheckedFile(site()), Timeout);
+    run.kill();
+    QVERIFY(run.waitForFinished() && run.exitStatus() == QProcess::CrashExit);
+    UserDefaults::standardUserDefaults()->synchronize(); // reads what the killed run wrote
+
+    LessClientAppDelegate delegate(Mode::Headless);
+    delegate.applicationWillFinishLaunching();
+    QTRY_VERIFY_WITH_TIMEOUT(delegate.hasFinishedLaunching(), Timeout);
+    MainAppController *controller = delegate.appController();
+    QCOMPARE(controller->appModel()->getAllRegisteredPaths(), QStringList{site()});
+    QVERIFY(!controller->appModel()->getLessHolderForLessFileAtPath(lessFile(site()))->checkboxState());
+    QVERIFY(!controller->jAutoCompileEnabled());
+}
+
+int main(int argc, char *argv[])
+{
+    QApplication application(argc, argv);
+    if (argc == 3 && QString::fromLocal8Bit(argv[1]) == KilledRunOption)
+        return runUntilKilled(QString::fromLocal8Bit(argv[2]));
+    TestLessClientAppDelegate test;
+    QTEST_SET_MAIN_SOURCE_PATH
+    return QTest::qExec(&test, argc, argv);
+}
 #include "TestLessClientAppDelegate.moc"

@@ -8,6 +8,8 @@
 #include <QSignalSpy>
 #include <QTemporaryDir>
 
+#include <sys/stat.h>
+
 using namespace AppTestSupport;
 
 namespace {
@@ -39,6 +41,7 @@ private Q_SLOTS:
     void addingAFolderShowsEachStepInTurn();
     void compileResultsEnterTheLog();
     void toggleDecidesAutoCompileButNotCompileAll();
+    void namesThatAreNotUtf8AreReportedOnce();
 
 private:
     // "@" is the test's folder, a leading "~" the home folder.
@@ -324,6 +327,38 @@ void TestMainAppController::toggleDecidesAutoCompileButNotCompileAll()
     QCOMPARE(log.size(), 3);
     QVERIFY(QFileInfo::exists(resolved("@/site/on.css")));
     QVERIFY(!QFileInfo::exists(resolved("@/site/off.css")));
+}
+
+// A folder's new names go into one red entry, each name once per run; the
+// files are left out of the project.
+void TestMainAppController::namesThatAreNotUtf8AreReportedOnce()
+{
+    const QByteArray site = QFile::encodeName(resolved("@/site"));
+    writeFile(resolved("@/site/a.less"), "a { b: c; }\n");
+    writeFileNamed(site + "/bad\xff.less", "");
+    QVERIFY(::mkdir(QByteArray(site + "/sub\xfe").constData(), 0755) == 0);
+    writeFileNamed(site + "/sub\xfe/c.less", "");
+    m_controller->beginValidatingPath(resolved("@/site"));
+    QVERIFY(waitUntilIdle(*m_controller));
+    m_controller->refreshWatchedFolders();
+    QVERIFY(waitUntilIdle(*m_controller));
+    writeFileNamed(site + "/new\xff.less", "");
+    m_controller->refreshWatchedFolders();
+    QVERIFY(waitUntilIdle(*m_controller));
+
+    QCOMPARE(m_controller->appModel()->getAllLessFilesAndIncludeIgnoredOnes(true), QStringList{resolved("@/site/a.less")});
+    const QList<CompilerResultHolder> &log = m_controller->appModel()->compilerResultData();
+    QCOMPARE(log.size(), 2);
+    const QList<QStringList> reported{{R"(bad\xFF.less)", R"(sub\xFE/c.less)"}, {R"(new\xFF.less)"}};
+    for (int entry = 0; entry < 2; ++entry) {
+        QStringList lines = log.at(entry).result().plainText().split(u'\n');
+        QCOMPARE(lines.takeFirst(), QStringLiteral("Cascader cannot compile these LESS files: their names, or the "
+                                                   "names of their folders, are not valid UTF-8. Rename them to "
+                                                   "compile them:"));
+        QCOMPARE(sorted(lines), reported.at(entry));
+        QCOMPARE(log.at(entry).file(), PathUtils::abbreviateWithTilde(resolved("@/site")));
+        QCOMPARE(log.at(entry).result().runs().constFirst().color, StyledText::Red);
+    }
 }
 
 QTEST_MAIN(TestMainAppController)

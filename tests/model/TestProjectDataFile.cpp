@@ -1,10 +1,13 @@
 #include "model/ProjectDataFile.h"
+#include "model/ProjectSaver.h"
 #include "services/JSON/JsonDecimal.h"
 #include "services/JSON/SBJsonParser.h"
 #include "support/BundleInfo.h"
 
 #include <QDir>
+#include <QElapsedTimer>
 #include <QRegularExpression>
+#include <QSignalSpy>
 #include <QTemporaryDir>
 #include <QTest>
 
@@ -14,6 +17,8 @@
 using Outcome = ProjectDataFile::Outcome;
 
 namespace {
+
+enum class Change { AddFolder, RemoveFolder, AddFile, RemoveFile, CheckMark, CSSTarget, Compression };
 
 const QString Folder = QStringLiteral(R"({"$class": "PathHolder", "userSelectedFullPath": "/w", "lessFiles": [%1]})");
 const QString File = QStringLiteral(R"({"$class": "LessHolder", "lessFileFullPath": "/w/less/a.less",
@@ -36,7 +41,32 @@ void write(const QString &path, const QByteArray &contents)
     QVERIFY(file.open(QIODevice::WriteOnly) && file.write(contents) == contents.size());
 }
 
+// The nth change of its kind; each leaves the project in a state it was not in before.
+void make(Change change, LessModel &model, int nth)
+{
+    const QString folder = QStringLiteral("/w");
+    LessHolder &file = *model.pathData().at(0)->lessFiles().at(size_t(nth));
+    switch (change) {
+    case Change::AddFolder:
+        return model.addNewPathToModel(QStringLiteral("/x"), {"/x/a.less"});
+    case Change::RemoveFolder:
+        return model.removePathFromModel(folder);
+    case Change::AddFile:
+        return model.addLessFileToModel(QStringLiteral("/w/new.less"), folder);
+    case Change::RemoveFile:
+        return model.removeLessFileFromModel(file.lessFileFullPath(), folder);
+    case Change::CheckMark:
+        return file.setCheckboxState(false);
+    case Change::CSSTarget:
+        return file.setCSSFileOutputPath(QStringLiteral("/w/css"));
+    case Change::Compression:
+        return file.setShouldCompressCSSOutput(true);
+    }
+}
+
 } // namespace
+
+Q_DECLARE_METATYPE(Change)
 
 class TestProjectDataFile : public QObject
 {
@@ -48,6 +78,8 @@ private Q_SLOTS:
     void loading();
     void failedSaveKeepsThePreviousFile_data();
     void failedSaveKeepsThePreviousFile();
+    void changesAreSavedSoonInFewWrites_data();
+    void changesAreSavedSoonInFewWrites();
 };
 
 void TestProjectDataFile::roundTrip()
@@ -187,6 +219,57 @@ void TestProjectDataFile::failedSaveKeepsThePreviousFile()
     QCOMPARE(QFileInfo(dataFile.filePath()).isDir(), directoryInTheWay);
     QCOMPARE(readAll(dataFile.filePath()), previous);
     QCOMPARE(QDir(folder.path()).entryList(QDir::Files | QDir::Dirs | QDir::NoDotAndDotDot).size(), 1);
+}
+
+void TestProjectDataFile::changesAreSavedSoonInFewWrites_data()
+{
+    QTest::addColumn<Change>("change");
+    QTest::addColumn<int>("count");
+    QTest::addColumn<int>("mostWrites");
+
+    QTest::newRow("folder added") << Change::AddFolder << 1 << 1;
+    QTest::newRow("folder removed") << Change::RemoveFolder << 1 << 1;
+    QTest::newRow("file added") << Change::AddFile << 1 << 1;
+    QTest::newRow("file removed") << Change::RemoveFile << 1 << 1;
+    QTest::newRow("check mark") << Change::CheckMark << 1 << 1;
+    QTest::newRow("CSS target") << Change::CSSTarget << 1 << 1;
+    QTest::newRow("compression") << Change::Compression << 1 << 1;
+    QTest::newRow("1,000 check marks in a second") << Change::CheckMark << 1000 << 2;
+}
+
+// The file ends up as a save of the model at the end would write it.
+void TestProjectDataFile::changesAreSavedSoonInFewWrites()
+{
+    QFETCH(Change, change);
+    QFETCH(int, count);
+    QFETCH(int, mostWrites);
+
+    const QTemporaryDir folder;
+    LessModel model;
+    QStringList files;
+    for (int file = 0; file < count; ++file)
+        files << QStringLiteral("/w/%1.less").arg(file);
+    model.addNewPathToModel(QStringLiteral("/w"), files);
+    const ProjectDataFile dataFile(folder.filePath("lessDataFile.lessData"));
+    ProjectSaver saver(&model, dataFile);
+    saver.startFollowingChanges();
+    QSignalSpy writes(&saver, &ProjectSaver::savedInBackground);
+
+    // Spread over most of a second, the event loop turning in between.
+    constexpr qint64 SpreadMs = 900;
+    QElapsedTimer clock;
+    clock.start();
+    for (int made = 0; made < count; QTest::qWait(1)) {
+        const qint64 due = std::min<qint64>(count, 1 + clock.elapsed() * count / SpreadMs);
+        for (; made < due; ++made)
+            make(change, model, made);
+    }
+    const ProjectDataFile expected(folder.filePath("expected"));
+    QVERIFY(expected.saveDataToDisk(model.pathData()));
+    QTRY_COMPARE_WITH_TIMEOUT(readAll(dataFile.filePath()), readAll(expected.filePath()), 10000);
+    QVERIFY2(writes.size() <= mostWrites, qPrintable(QString::number(writes.size())));
+    for (const QList<QVariant> &write : writes)
+        QVERIFY(write.constFirst().toBool());
 }
 
 QTEST_GUILESS_MAIN(TestProjectDataFile)

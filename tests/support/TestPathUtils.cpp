@@ -20,6 +20,8 @@ private Q_SLOTS:
     void tilde();
     void splitting_data();
     void splitting();
+    void printable_data();
+    void printable();
 };
 
 void TestPathUtils::components_data()
@@ -134,6 +136,37 @@ void TestPathUtils::splitting()
     QFETCH(QString, path);
     QFETCH(QStringList, components);
     QCOMPARE(pathComponents(path), components);
+}
+
+void TestPathUtils::printable_data()
+{
+    QTest::addColumn<QByteArray>("path"); // as the file system holds it
+    QTest::addColumn<QString>("printable");
+
+    QTest::newRow("plain") << QByteArray("/w/a b.less") << R"(/w/a b.less)";
+    QTest::newRow("UTF-8") << QByteArray("/w/\xc3\xa9t\xc3\xa9 \xf0\x9f\x8e\xa8.less") << QStringLiteral(u"/w/été 🎨.less");
+    QTest::newRow("replacement character itself") << QByteArray("/w/\xef\xbf\xbd.less") << QStringLiteral(u"/w/\uFFFD.less");
+    QTest::newRow("line ends and tab") << QByteArray("/w/a\nb\r\tc.less") << R"(/w/a\nb\r\tc.less)";
+    QTest::newRow("escape and delete") << QByteArray("/w/\x1b[2J\x7f.less") << R"(/w/\u001B[2J\u007F.less)";
+    QTest::newRow("C1 control") << QByteArray("/w/\xc2\x85.less") << R"(/w/\u0085.less)";
+    QTest::newRow("line separator") << QByteArray("/w/a\xe2\x80\xa8" "b.less") << R"(/w/a\u2028b.less)";
+    QTest::newRow("byte that is not UTF-8") << QByteArray("/w/bad\xff.less") << R"(/w/bad\xFF.less)";
+    QTest::newRow("cut-short sequence") << QByteArray("/w/\xc3.less") << R"(/w/\xC3.less)";
+    QTest::newRow("sequence cut at the end") << QByteArray("/w/a\xe2\x82") << R"(/w/a\xE2\x82)";
+    QTest::newRow("overlong slash") << QByteArray("/w/\xc0\xaf.less") << R"(/w/\xC0\xAF.less)";
+    QTest::newRow("surrogate") << QByteArray("/w/\xed\xa0\x80.less") << R"(/w/\xED\xA0\x80.less)";
+    QTest::newRow("lone continuation byte") << QByteArray("/w/\x80\xc3\xa9") << QStringLiteral(u"/w/\\x80é");
+}
+
+// Text that survives decoding is shown the same from either form.
+void TestPathUtils::printable()
+{
+    QFETCH(QByteArray, path);
+    QFETCH(QString, printable);
+    QCOMPARE(printablePath(path), printable);
+    const QString decoded = QString::fromUtf8(path);
+    if (decoded.toUtf8() == path)
+        QCOMPARE(printablePath(decoded), printable);
 }
 
 QTEST_GUILESS_MAIN(TestPathUtils)

@@ -214,11 +214,12 @@ void TestArrayControllers::logCells()
     model()->addNewCompilerResultWithTime(QDateTime::currentDateTime(), "~/site/old.less", {});
     m_controller->clearCompilerLog();
     QCOMPARE(log()->rowCount(), 0);
-    model()->addNewCompilerResultWithTime(QDateTime(QDate(2024, 3, 9), QTime(7, 5, 3)), "~/site/main.less", result);
+    model()->addNewCompilerResultWithTime(QDateTime(QDate(2024, 3, 9), QTime(7, 5, 3)), "~/site/ma\nin.less", result);
     QCOMPARE(log()->rowCount(), 1);
 
     QCOMPARE(log()->index(0, Column::TimeColumn).data().toString(), "07:05:03");
-    QCOMPARE(log()->index(0, Column::FileColumn).data().toString(), "~/site/main.less");
+    // A file name keeps to one line.
+    QCOMPARE(log()->index(0, Column::FileColumn).data().toString(), R"(~/site/ma\nin.less)");
     const QModelIndex cell = log()->index(0, Column::ResultColumn);
     QCOMPARE(cell.data().toString(), result.plainText());
     QCOMPARE(cell.data(Qt::ForegroundRole).value<QColor>(), expectedColor);

@@ -1,0 +1,50 @@
+#pragma once
+
+#include "ProjectDataFile.h"
+
+#include <QObject>
+#include <QThreadPool>
+#include <QTimer>
+
+#include <chrono>
+
+class LessModel;
+
+// Writes the project soon after it changes, so that a crash loses at most the
+// last SaveDelay. The first change of a burst starts the delay and the whole
+// burst goes into one write. The records are copied on the GUI thread and
+// written on the saver's own thread, one write at a time.
+class ProjectSaver : public QObject
+{
+    Q_OBJECT
+
+public:
+    static constexpr std::chrono::milliseconds SaveDelay{1000};
+
+    ProjectSaver(const LessModel *model, const ProjectDataFile &dataFile, QObject *parent = nullptr);
+    // Waits for a write under way.
+    ~ProjectSaver() override;
+
+    // From now on each change is written. Until the model is loaded, the file
+    // on disk holds more than the model does.
+    void startFollowingChanges();
+    // Writes on this thread, after any write under way; for quitting.
+    bool saveNow();
+    // Copies the records and writes them on the writer thread.
+    void saveInBackground();
+
+Q_SIGNALS:
+    // Each write on the writer thread, reported on the saver's thread.
+    void savedInBackground(bool saved);
+
+private:
+    void projectChanged();
+    void didFinishSaving(bool saved);
+
+    const LessModel *m_model;
+    ProjectDataFile m_dataFile;
+    QTimer m_delay;
+    QThreadPool m_writer;
+    bool m_hasUnsavedChanges = false;
+    bool m_isSaving = false;
+};
