@@ -121,30 +121,36 @@ QVariantMap failedValidation(const QString &title, const QString &message)
     return result;
 }
 
-// The nearest watched folder above folder, up to and including "/".
-QString watchedAncestor(const QString &folder, const QStringList &watchedFolders)
+// Symbolic links resolved where the path exists, so that a link into a
+// watched folder counts as inside it.
+QString resolvedPath(const QString &path)
 {
-    QString ancestor = folder;
-    const qsizetype levels = pathComponents(folder).size() - 1;
-    for (qsizetype level = 0; level < levels; ++level) {
-        ancestor = deletingLastPathComponent(ancestor);
-        if (watchedFolders.contains(ancestor))
-            return ancestor;
-    }
-    return {};
+    const QString canonical = QFileInfo(path).canonicalFilePath();
+    return canonical.isEmpty() ? QDir::cleanPath(path) : canonical;
 }
 
-// A plain-text prefix test, as the model makes it: /a/site also takes /a/site2.
-QStringList watchedSubfolders(const QString &folder, const QStringList &watchedFolders)
+// The watched folders that relate to folder by where they are on disk.
+struct Overlap
 {
+    QString same;
+    QString ancestor;
     QStringList subfolders;
-    if (folder.isEmpty())
-        return subfolders;
+};
+
+Overlap overlapOf(const QString &folder, const QStringList &watchedFolders)
+{
+    Overlap overlap;
+    const QString resolved = resolvedPath(folder);
     for (const QString &watched : watchedFolders) {
-        if (watched.startsWith(folder, Qt::CaseInsensitive))
-            subfolders << watched;
+        const QString resolvedWatched = resolvedPath(watched);
+        if (resolvedWatched == resolved)
+            overlap.same = watched;
+        else if (isInside(resolved, resolvedWatched))
+            overlap.ancestor = watched;
+        else if (isInside(resolvedWatched, resolved))
+            overlap.subfolders << watched;
     }
-    return subfolders;
+    return overlap;
 }
 
 template<typename Function>
@@ -356,9 +362,20 @@ void MainAppController::removePath()
     m_pathsController->remove();
 }
 
+// One add at a time, so that each one's overlap checks see every folder added
+// before it.
 void MainAppController::beginValidatingPath(const QString &path)
 {
     showSpinnerWithMessage(ValidatingPathMessage);
+    m_pendingAdds.append(path);
+    if (!m_addInProgress)
+        validateNextPath();
+}
+
+void MainAppController::validateNextPath()
+{
+    m_addInProgress = true;
+    const QString path = m_pendingAdds.takeFirst();
     queue([this, path, watchedFolders = m_appModel.getAllRegisteredPaths()] {
         const Validation validation = asynchronouslyValidatePath(path, watchedFolders);
         postToMainThread(this, [this, validation] {
@@ -371,24 +388,25 @@ void MainAppController::beginValidatingPath(const QString &path)
 MainAppController::Validation MainAppController::asynchronouslyValidatePath(
     const QString &path, const QStringList &watchedFolders)
 {
-    if (tooBroadFolders().contains(path))
+    const QStringList tooBroad = tooBroadFolders();
+    if (tooBroad.contains(QDir::cleanPath(path)) || tooBroad.contains(resolvedPath(path)))
         return {failedValidation(TooBroadTitle, TooBroadMessage), {}};
 
     // Checked after the too-broad test: a LESS file directly in one of those
     // folders makes that folder acceptable.
-    const QString folder = pathExtension(path).compare(LessExtension, Qt::CaseInsensitive) == 0
-        ? deletingLastPathComponent(path)
-        : path;
-    if (watchedFolders.contains(folder))
-        return {failedValidation(AlreadyIncludedTitle, AlreadyWatchingMessage.arg(folder)), {}};
-    const QString ancestor = watchedAncestor(folder, watchedFolders);
-    if (!ancestor.isEmpty())
-        return {failedValidation(AlreadyIncludedTitle, InsideWatchedFolderMessage.arg(ancestor)), {}};
+    const QString folder = QDir::cleanPath(
+        pathExtension(path).compare(LessExtension, Qt::CaseInsensitive) == 0 ? deletingLastPathComponent(path)
+                                                                              : path);
+    const Overlap overlap = overlapOf(folder, watchedFolders);
+    if (!overlap.same.isEmpty())
+        return {failedValidation(AlreadyIncludedTitle, AlreadyWatchingMessage.arg(overlap.same)), {}};
+    if (!overlap.ancestor.isEmpty())
+        return {failedValidation(AlreadyIncludedTitle, InsideWatchedFolderMessage.arg(overlap.ancestor)), {}};
 
     // The absorbed folders' files are listed afresh from disk; their records
     // are dropped and come back as fresh records of the new folder.
     Validation validation{emptyValidationResult(), {}};
-    for (const QString &subfolder : watchedSubfolders(folder, watchedFolders))
+    for (const QString &subfolder : overlap.subfolders)
         validation.absorbedFolders
             << AbsorbedFolder{subfolder, ZRMLessCompiler::getAllLessFilesInDirectory(subfolder)};
     validation.result.insert(ResultKey::Path, folder);
@@ -410,6 +428,7 @@ void MainAppController::didFinishValidatingPathWithResult(const QVariantMap &res
     if (result.value(ResultKey::Result).toString().compare(Pass, Qt::CaseInsensitive) != 0) {
         throwErrorSheetWithTitle(result.value(ResultKey::ErrorTitle).toString(),
                                  result.value(ResultKey::ErrorMessage).toString());
+        didFinishAdding();
         return;
     }
     addPathToWatchList(result.value(ResultKey::Path).toString());
@@ -439,6 +458,14 @@ void MainAppController::didFinishFindingLessFilesWithResult(const QVariantMap &r
     if (UserDefaults::standardUserDefaults()->boolForKey(UserDefaultsKeys::AutoSetCustomCSSPaths))
         beginAutoSettingCSSPaths();
     refreshImportLinks();
+    didFinishAdding();
+}
+
+void MainAppController::didFinishAdding()
+{
+    m_addInProgress = false;
+    if (!m_pendingAdds.isEmpty())
+        validateNextPath();
 }
 
 // Starts in the folder of the first selected file.
@@ -509,7 +536,7 @@ void MainAppController::moveCSSTargets(const QList<CSSFolderMove> &moves)
     const QList<LessHolder *> files = m_appModel.getAllLessHoldersAndIncludeIgnoredOnes(true);
     for (const CSSFolderMove &move : moves) {
         if (move.fileIndex < files.size() && files.at(move.fileIndex)->lessFileFullPath() == move.lessFile)
-            files.at(move.fileIndex)->setCSSFileOutputPath(move.cssFolder);
+            files.at(move.fileIndex)->setCSSFileOutputFolder(move.cssFolder);
     }
 }
 

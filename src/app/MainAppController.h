@@ -147,6 +147,9 @@ private:
 
     void watchNextSlice();
 
+    // Adds wait for one another; each holds the spinner from the start.
+    void validateNextPath();
+    void didFinishAdding();
     void linkImportedFiles(std::function<void()> then);
     void didFinishRefreshingImportLinks();
 
@@ -156,6 +159,8 @@ private:
     LessClientAppDelegate *m_appDelegate;
     QThreadPool m_operationQueue;
     ZRMLessCompiler *m_lessCompiler;
+    bool m_addInProgress = false;
+    QStringList m_pendingAdds;
     bool m_jAutoCompileEnabled = false;
     bool m_jEnableUIElements = true;
     int m_spinnerCount = 0;

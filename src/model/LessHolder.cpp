@@ -1,5 +1,7 @@
 #include "LessHolder.h"
 
+#include <QFileInfo>
+
 #include "TableViewCellKeys.h"
 #include "support/PathUtils.h"
 
@@ -10,11 +12,11 @@ namespace {
 const QString CSSExtension = QStringLiteral("css");
 const QString OutputPrefix = QStringLiteral("Output: ");
 
-// The path without the watched folder in front, compared ignoring case; a
-// path outside the folder stays whole.
+// The path without the watched folder in front; a path outside the folder
+// stays whole.
 QString removingFolderPrefix(const QString &path, const QString &folder)
 {
-    return path.startsWith(folder, Qt::CaseInsensitive) ? path.mid(folder.size()) : path;
+    return isSameOrInside(path, folder) ? path.mid(folder.size()) : path;
 }
 
 bool equalIgnoringCase(const QString &a, const QString &b)
@@ -39,20 +41,32 @@ LessHolder::LessHolder(const QString &lessFilePath, const QString &watchedFolder
 {
 }
 
+void LessHolder::setCSSFileOutputFolder(const QString &folder)
+{
+    const QString expanded = expandTilde(folder);
+    setTarget(appendingPathComponent(expanded,
+                                     appendingPathExtension(deletingPathExtension(m_lessFilename), CSSExtension)),
+              expanded);
+}
+
+// What is on disk decides whether a path names a folder, never a dot in it.
 void LessHolder::setCSSFileOutputPath(const QString &path)
 {
     const QString expanded = expandTilde(path);
-    const QString target = pathExtension(expanded).isEmpty()
-        ? appendingPathComponent(expanded,
-                                 appendingPathExtension(deletingPathExtension(m_lessFilename),
-                                                        CSSExtension))
-        : expanded;
+    if (QFileInfo(expanded).isDir())
+        setCSSFileOutputFolder(expanded);
+    else
+        setTarget(expanded, expanded);
+}
+
+void LessHolder::setTarget(const QString &target, const QString &givenPath)
+{
     setTargetCSSFileFullPath(target);
     setTargetCSSFileTildePath(abbreviateWithTilde(target));
     setTargetCSSFilename(lastPathComponent(target));
     const bool besideLessFile = equalIgnoringCase(deletingLastPathComponent(target),
                                                   deletingLastPathComponent(m_lessFileFullPath));
-    setTargetCSSFileAbbreviatedPath(besideLessFile ? QString() : abbreviatedTargetFolder(expanded));
+    setTargetCSSFileAbbreviatedPath(besideLessFile ? QString() : abbreviatedTargetFolder(givenPath));
     setSubtitle(OutputPrefix + m_targetCSSFileAbbreviatedPath);
 }
 

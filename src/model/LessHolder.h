@@ -36,6 +36,9 @@ public:
 
     // A folder (a path without an extension) receives the LESS file's name
     // with the css extension; any other path is the CSS file itself.
+    // The CSS goes into folder, under the LESS file's name.
+    void setCSSFileOutputFolder(const QString &folder);
+    // The CSS file itself, or, when a folder is there on disk, that folder.
     void setCSSFileOutputPath(const QString &path);
     // Back to the default: the LESS file's own path with the css extension.
     void clearCSSFileOutputPath();
@@ -72,6 +75,7 @@ Q_SIGNALS:
 
 private:
     void setSubtitle(const QString &subtitle);
+    void setTarget(const QString &target, const QString &givenPath);
     QString abbreviatedTargetFolder(const QString &givenPath) const;
 
     QString m_memberOfWatchedFolder;

@@ -90,7 +90,7 @@ std::optional<QStringList> LessModel::modelSubpathsOfProposedPath(const QString 
     if (path.isEmpty())
         return std::nullopt;
     for (const auto &folder : m_pathData) {
-        if (folder->userSelectedFullPath().startsWith(path, Qt::CaseInsensitive))
+        if (PathUtils::isSameOrInside(folder->userSelectedFullPath(), path))
             subpaths << folder->userSelectedFullPath();
     }
     if (subpaths.isEmpty())

@@ -167,6 +167,21 @@ QStringList pathComponents(const QString &path)
     return components;
 }
 
+bool isInside(const QString &path, const QString &folder)
+{
+    const QString cleanFolder = QDir::cleanPath(folder);
+    const QString cleanPath = QDir::cleanPath(path);
+    if (cleanFolder.isEmpty() || cleanPath.size() <= cleanFolder.size())
+        return false;
+    return cleanPath.startsWith(cleanFolder)
+        && (cleanFolder.endsWith(Slash) || cleanPath.at(cleanFolder.size()) == Slash);
+}
+
+bool isSameOrInside(const QString &path, const QString &folder)
+{
+    return !folder.isEmpty() && (QDir::cleanPath(path) == QDir::cleanPath(folder) || isInside(path, folder));
+}
+
 QString printablePath(const QString &path)
 {
     QString printable;

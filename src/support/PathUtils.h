@@ -27,6 +27,12 @@ QString appendingPathComponent(const QString &path, const QString &component);
 // "/a/b" -> {"/", "a", "b"}; a trailing slash adds a final "/".
 QStringList pathComponents(const QString &path);
 
+// Whether path lies beneath folder, component by component, after both are
+// cleaned: "/x/site2" is not inside "/x/site", "/x/site/a/../b" is. Case
+// counts, as it does on Linux. Symbolic links are the caller's to resolve.
+bool isInside(const QString &path, const QString &folder);
+bool isSameOrInside(const QString &path, const QString &folder);
+
 // What would break a log line shown as an escape: control characters and
 // line separators become \n, \r, \t or \u001B.
 QString printablePath(const QString &path);

@@ -240,7 +240,7 @@ QList<LessHolder *> FilesArrayController::selectedObjects() const
 void FilesArrayController::setCSSFileOutputPathOnSelectedLESSFiles(const QString &folder)
 {
     for (LessHolder *file : selectedObjects())
-        file->setCSSFileOutputPath(folder);
+        file->setCSSFileOutputFolder(folder);
 }
 
 void FilesArrayController::clearCSSFileOutputPathOnSelectedLESSFiles()

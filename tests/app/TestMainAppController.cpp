@@ -34,6 +34,7 @@ private Q_SLOTS:
     void validation_data();
     void validation();
     void absorbedFoldersComeBackAsFreshRecords();
+    void addsAtTheSameMomentSeeEachOther();
     void refreshFollowsTheDisk();
     void automaticCSSPaths_data();
     void automaticCSSPaths();
@@ -109,10 +110,14 @@ void TestMainAppController::validation_data()
     QTest::newRow("LESS file inside") << site << "@/site/less/main.less" << Inside.arg("@/site") << site;
     QTest::newRow("ancestor test keeps case") << QStringList{"@/A/b"} << "@/a/b/c" << QString()
                                               << QStringList{"@/A/b", "@/a/b/c"};
-    QTest::newRow("absorbs by text") << QStringList{"@/a/b/c", "@/a/bc", "@/other"} << "@/a/b" << QString()
-                                     << QStringList{"@/other", "@/a/b"};
-    QTest::newRow("absorbs ignoring case") << QStringList{"@/A/B/C"} << "@/a/b" << QString()
-                                           << QStringList{"@/a/b"};
+    QTest::newRow("absorbs by path components") << QStringList{"@/a/b/c", "@/a/bc", "@/other"} << "@/a/b"
+                                                << QString() << QStringList{"@/a/bc", "@/other", "@/a/b"};
+    QTest::newRow("a folder whose name extends the new one stays") << QStringList{"@/x/site2"} << "@/x/site"
+                                                                   << QString() << QStringList{"@/x/site2", "@/x/site"};
+    QTest::newRow("another case is another folder") << QStringList{"@/A/B/C"} << "@/a/b" << QString()
+                                                    << QStringList{"@/A/B/C", "@/a/b"};
+    QTest::newRow("trailing slash and ..") << site << "@/site/less/../" << AlreadyWatching.arg("@/site") << site;
+    QTest::newRow("too broad with a trailing slash") << none << "~/" << TooBroad << none;
 }
 
 void TestMainAppController::validation()
@@ -134,7 +139,8 @@ void TestMainAppController::validation()
     QCOMPARE(m_controller->appModel()->getAllRegisteredPaths(), resolved(foldersAfter));
 }
 
-// Absorbed folders come back as fresh records; /a/site2 is not under /a/site.
+// Absorbed folders come back as fresh records; /a/site2 is not under /a/site,
+// and folders are where they are on disk.
 void TestMainAppController::absorbedFoldersComeBackAsFreshRecords()
 {
     for (const char *file : {"/a/site/x.less", "/a/site/sub/y.less", "/a/site2/z.less"})
@@ -148,13 +154,38 @@ void TestMainAppController::absorbedFoldersComeBackAsFreshRecords()
     QVERIFY(waitUntilIdle(*m_controller));
 
     LessModel *model = m_controller->appModel();
-    QCOMPARE(model->getAllRegisteredPaths(), QStringList{resolved("@/a/site")});
+    QCOMPARE(model->getAllRegisteredPaths(), resolved(QStringList{"@/a/site2", "@/a/site"}));
     QCOMPARE(sorted(model->getAllLessFilesAndIncludeIgnoredOnes(true)),
-             resolved(QStringList{"@/a/site/sub/y.less", "@/a/site/x.less"}));
+             resolved(QStringList{"@/a/site/sub/y.less", "@/a/site/x.less", "@/a/site2/z.less"}));
     QVERIFY(record("@/a/site/sub/y.less")->checkboxState());
     QCOMPARE(record("@/a/site/sub/y.less")->targetCSSFileFullPath(), resolved("@/a/site/sub/y.css"));
     QVERIFY(waitUntilWatched(resolved(QStringList{"@/a/site/x.less", "@/a/site/sub/y.less"})));
-    QVERIFY(!engineWatches().contains(resolved("@/a/site2/z.less")));
+    QVERIFY(engineWatches().contains(resolved("@/a/site2/z.less")));
+
+    // A link into a watched folder is inside it; a link to a folder above a
+    // watched one takes that one in.
+    QVERIFY(QFile::link(resolved("@/a/site/sub"), resolved("@/into-site")));
+    QVERIFY(QFile::link(resolved("@/a"), resolved("@/above")));
+    StandardErrorCapture standardError;
+    m_controller->beginValidatingPath(resolved("@/into-site"));
+    m_controller->beginValidatingPath(resolved("@/above"));
+    QVERIFY(waitUntilIdle(*m_controller));
+    QVERIFY2(standardError.text().contains(Inside.arg(resolved("@/a/site"))), qPrintable(standardError.text()));
+    QCOMPARE(model->getAllRegisteredPaths(), resolved(QStringList{"@/above"}));
+}
+
+// Two drops at once: the second add's checks see the first folder.
+void TestMainAppController::addsAtTheSameMomentSeeEachOther()
+{
+    for (const char *file : {"/p/a.less", "/p/sub/b.less"})
+        writeFile(m_root->path() + QLatin1String(file), "a { b: c; }\n");
+    m_controller->beginValidatingPath(resolved("@/p/sub"));
+    m_controller->beginValidatingPath(resolved("@/p"));
+    m_controller->beginValidatingPath(resolved("@/p/sub"));
+    QVERIFY(waitUntilIdle(*m_controller));
+    QCOMPARE(m_controller->appModel()->getAllRegisteredPaths(), QStringList{resolved("@/p")});
+    QCOMPARE(sorted(m_controller->appModel()->getAllLessFilesAndIncludeIgnoredOnes(true)),
+             resolved(QStringList{"@/p/a.less", "@/p/sub/b.less"}));
 }
 
 void TestMainAppController::refreshFollowsTheDisk()

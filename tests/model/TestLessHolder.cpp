@@ -32,7 +32,10 @@ void TestLessHolder::construction_data()
 
     const QString ann = QStringLiteral("/Users/ann/site");
     QTest::newRow("subfolder") << ann + "/less/a.less" << ann << ann + "/less/a.less" << "/less/a.less";
-    QTest::newRow("prefix ignoring case") << ann + "/a.less" << "/users/ann/SITE" << ann + "/a.less" << "/a.less";
+    QTest::newRow("folder in another case is another folder") << ann + "/a.less" << "/users/ann/SITE" << ann + "/a.less"
+                                                              << ann + "/a.less";
+    QTest::newRow("folder whose name the file's folder extends") << ann + "2/a.less" << ann << ann + "2/a.less"
+                                                                 << ann + "2/a.less";
     QTest::newRow("folder with trailing slash") << ann + "/a.less" << ann + "/" << ann + "/a.less" << "a.less";
     QTest::newRow("file with tilde") << "~/site/a.min.less" << home("/site") << home("/site/a.min.less") << "/a.min.less";
     QTest::newRow("folder with tilde") << home("/site/a.less") << "~/site" << home("/site/a.less") << home("/site/a.less");
@@ -59,37 +62,46 @@ void TestLessHolder::chosenTargetAndClearing_data()
 {
     QTest::addColumn<QString>("file");
     QTest::addColumn<QString>("folder");
+    QTest::addColumn<bool>("chosenFolder"); // from the folder chooser, else a path
     QTest::addColumn<QString>("argument");
     QTest::addColumn<QString>("target");
     QTest::addColumn<QString>("subtitle");
 
     const QString site = home("/site"), file = site + "/less/a.less", ann = "/Users/ann/site";
-    QTest::newRow("folder") << file << site << site + "/css" << site + "/css/a.css" << "Output: /css";
-    QTest::newRow("folder with tilde") << file << site << "~/site/css" << site + "/css/a.css" << "Output: /css";
-    QTest::newRow("css file") << file << site << site + "/css/main.css" << site + "/css/main.css" << "Output: /css";
-    QTest::newRow("dotted folder is a file") << file << site << site + "/b.out" << site + "/b.out" << "Output: /";
-    QTest::newRow("own folder, other name") << file << site << site + "/less/b.css" << site + "/less/b.css" << "Output: ";
-    QTest::newRow("own folder ignoring case") << file << site << site + "/LESS" << site + "/LESS/a.css" << "Output: ";
-    QTest::newRow("watched folder, bare") << file << site << site << site + "/a.css" << "Output: ";
-    QTest::newRow("outside, shorter than folder") << ann + "/less/a.less" << ann << "/tmp/o/a.css" << "/tmp/o/a.css"
-                                                  << "Output: /tmp/o";
-    QTest::newRow("outside, longer than folder") << ann + "/less/a.less" << ann << "/var/tmp/far/away/out/"
+    const QString temporary = QDir::tempPath();
+    QTest::newRow("folder") << file << site << true << site + "/css" << site + "/css/a.css" << "Output: /css";
+    QTest::newRow("folder with tilde") << file << site << true << "~/site/css" << site + "/css/a.css" << "Output: /css";
+    QTest::newRow("folder with a dot") << file << site << true << site + "/b.out" << site + "/b.out/a.css"
+                                       << "Output: /b.out";
+    QTest::newRow("css file") << file << site << false << site + "/css/main.css" << site + "/css/main.css"
+                              << "Output: /css";
+    QTest::newRow("a folder on disk given as a path") << file << site << false << temporary << temporary + "/a.css"
+                                                      << "Output: " + temporary;
+    QTest::newRow("own folder, other name") << file << site << false << site + "/less/b.css" << site + "/less/b.css"
+                                            << "Output: ";
+    QTest::newRow("own folder ignoring case") << file << site << true << site + "/LESS" << site + "/LESS/a.css"
+                                              << "Output: ";
+    QTest::newRow("watched folder, bare") << file << site << true << site << site + "/a.css" << "Output: ";
+    QTest::newRow("outside, shorter than folder") << ann + "/less/a.less" << ann << false << "/nowhere/o/a.css"
+                                                  << "/nowhere/o/a.css" << "Output: /nowhere/o";
+    QTest::newRow("outside, longer than folder") << ann + "/less/a.less" << ann << true << "/var/tmp/far/away/out/"
                                                  << "/var/tmp/far/away/out/a.css" << "Output: /var/tmp/far/away/out/";
-    QTest::newRow("lone tilde") << site + "/deep/er/a.less" << site + "/deep/er" << home("/a.css") << home("/a.css")
-                                << "Output: ~";
+    QTest::newRow("lone tilde") << site + "/deep/er/a.less" << site + "/deep/er" << false << home("/a.css")
+                                << home("/a.css") << "Output: ~";
 }
 
 void TestLessHolder::chosenTargetAndClearing()
 {
     QFETCH(QString, file);
     QFETCH(QString, folder);
+    QFETCH(bool, chosenFolder);
     QFETCH(QString, argument);
     QFETCH(QString, target);
     QFETCH(QString, subtitle);
 
     LessHolder holder(file, folder, false);
     const QString defaultTarget = holder.targetCSSFileFullPath();
-    holder.setCSSFileOutputPath(argument);
+    chosenFolder ? holder.setCSSFileOutputFolder(argument) : holder.setCSSFileOutputPath(argument);
     QCOMPARE(holder.targetCSSFileFullPath(), target);
     QCOMPARE(holder.targetCSSFileTildePath() + " " + holder.targetCSSFilename(), tilde(target) + " " + target.section(u'/', -1));
     QCOMPARE(subtitleOf(holder), subtitle);

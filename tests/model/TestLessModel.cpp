@@ -108,9 +108,9 @@ void TestLessModel::folderAndFileQueries()
                           "pathsInserted 1 1", "pathsAboutToBeInserted 2 2", "pathsInserted 2 2",
                           "pathsAboutToBeInserted 3 3", "pathsInserted 3 3", "pathsAboutToBeRemoved 1 1",
                           "pathsRemoved 1 1"}));
-    // Sub-folders by text, ignoring case, without a separator boundary.
-    QCOMPARE(model.modelSubpathsOfProposedPath(QStringLiteral("/W")), (QStringList{"/w", "/w/"}));
-    QCOMPARE(model.modelSubpathsOfProposedPath(QStringLiteral("/w/")), QStringList{"/w/"});
+    // The folder itself and those beneath it, by path components; case counts.
+    QVERIFY(!model.modelSubpathsOfProposedPath(QStringLiteral("/W")));
+    QCOMPARE(model.modelSubpathsOfProposedPath(QStringLiteral("/w/")), (QStringList{"/w", "/w/"}));
     QVERIFY(!model.modelSubpathsOfProposedPath(QStringLiteral("/x")) && !model.modelSubpathsOfProposedPath(QString()));
     QVERIFY(model.modelContainsPath(QStringLiteral("/w/")) && !model.modelContainsPath(QStringLiteral("/W")));
     model.pathData().at(0)->lessFiles().at(1)->setCheckboxState(false);

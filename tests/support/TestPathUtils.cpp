@@ -22,6 +22,8 @@ private Q_SLOTS:
     void splitting();
     void printable_data();
     void printable();
+    void containment_data();
+    void containment();
 };
 
 void TestPathUtils::components_data()
@@ -167,6 +169,38 @@ void TestPathUtils::printable()
     const QString decoded = QString::fromUtf8(path);
     if (decoded.toUtf8() == path)
         QCOMPARE(printablePath(decoded), printable);
+}
+
+void TestPathUtils::containment_data()
+{
+    QTest::addColumn<QString>("path");
+    QTest::addColumn<QString>("folder");
+    QTest::addColumn<bool>("inside");
+    QTest::addColumn<bool>("sameOrInside");
+
+    QTest::newRow("beneath") << "/x/site/a.less" << "/x/site" << true << true;
+    QTest::newRow("a name that extends the folder's") << "/x/site2" << "/x/site" << false << false;
+    QTest::newRow("a file beside, named like it") << "/x/site.less" << "/x/site" << false << false;
+    QTest::newRow("the folder itself") << "/x/site" << "/x/site" << false << true;
+    QTest::newRow("trailing slashes") << "/x/site/" << "/x/site//" << false << true;
+    QTest::newRow("trailing slash, beneath") << "/x/site/a/" << "/x/site/" << true << true;
+    QTest::newRow(".. out of it") << "/x/site/../site2/a.less" << "/x/site" << false << false;
+    QTest::newRow(".. within it") << "/x/site/a/../b.less" << "/x/site" << true << true;
+    QTest::newRow("case counts") << "/x/Site/a.less" << "/x/site" << false << false;
+    QTest::newRow("everything is beneath /") << "/x" << "/" << true << true;
+    QTest::newRow("above") << "/x" << "/x/site" << false << false;
+    QTest::newRow("no folder") << "/x" << "" << false << false;
+}
+
+void TestPathUtils::containment()
+{
+    QFETCH(QString, path);
+    QFETCH(QString, folder);
+    QFETCH(bool, inside);
+    QFETCH(bool, sameOrInside);
+
+    QCOMPARE(isInside(path, folder), inside);
+    QCOMPARE(isSameOrInside(path, folder), sameOrInside);
 }
 
 QTEST_GUILESS_MAIN(TestPathUtils)
