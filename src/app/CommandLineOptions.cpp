@@ -71,7 +71,7 @@ std::optional<CommandLineOptions> CommandLineOptions::parse(const QCoreApplicati
     *exitCode = 0;
     if (!parser.parse(application.arguments())) {
         printError(parser.errorText());
-        *exitCode = 2;
+        *exitCode = UsageErrorExitCode;
         return std::nullopt;
     }
     if (options.wantsHelp()) {
@@ -85,7 +85,7 @@ std::optional<CommandLineOptions> CommandLineOptions::parse(const QCoreApplicati
     }
     if (parser.isSet(options.headless) && parser.isSet(options.compileAll)) {
         printError(QStringLiteral("--headless and --compile-all cannot be used together."));
-        *exitCode = 2;
+        *exitCode = UsageErrorExitCode;
         return std::nullopt;
     }
 
@@ -98,7 +98,7 @@ std::optional<CommandLineOptions> CommandLineOptions::parse(const QCoreApplicati
         const QString value = parser.value(options.autoCompile);
         if (value != On && value != Off) {
             printError(QStringLiteral("--auto-compile takes on or off, not \"%1\".").arg(value));
-            *exitCode = 2;
+            *exitCode = UsageErrorExitCode;
             return std::nullopt;
         }
         result.autoCompile = value == On;

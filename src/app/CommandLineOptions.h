@@ -11,6 +11,8 @@ class QCoreApplication;
 struct CommandLineOptions
 {
     enum class Mode { Window, Headless, CompileAll };
+    // A usage error, or nothing given that can be used.
+    static constexpr int UsageErrorExitCode = 2;
 
     Mode mode = Mode::Window;
     QStringList paths;

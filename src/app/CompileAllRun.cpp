@@ -1,8 +1,11 @@
 #include "CompileAllRun.h"
 
+#include "CommandLineOptions.h"
 #include "MainAppController.h"
 #include "engine/ZRMLessCompiler.h"
 #include "support/NotificationCenter.h"
+
+#include <cstdio>
 
 CompileAllRun::CompileAllRun(MainAppController *controller, QObject *parent)
     : QObject(parent), m_controller(controller)
@@ -44,6 +47,12 @@ void CompileAllRun::checkWhetherIdle()
 
 void CompileAllRun::compileAll()
 {
+    if (m_controller->appModel()->getAllLessFilesAndIncludeIgnoredOnes(false).isEmpty()) {
+        std::fputs("cascader: nothing to compile: the project has no checked LESS files.\n", stderr);
+        m_phase = Phase::Done;
+        Q_EMIT finished(CommandLineOptions::UsageErrorExitCode);
+        return;
+    }
     m_phase = Phase::Compiling;
     NotificationCenter::defaultCenter()->addObserver(
         this, {ZRMLCFailedToCompileFileNotification, ZRMLCFailedToFindCompilerEngineNotification},

@@ -17,7 +17,7 @@ public:
     void start();
 
 Q_SIGNALS:
-    // 0 when every compile succeeded, 1 otherwise.
+    // 0 when every compile succeeded, 1 otherwise, 2 when there was nothing to compile.
     void finished(int exitCode);
 
 private:

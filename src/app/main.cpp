@@ -1,4 +1,5 @@
 #include "app/CommandLineOptions.h"
+#include "app/CommandLinePaths.h"
 #include "app/CompileAllRun.h"
 #include "app/LessClientAppDelegate.h"
 #include "app/RunningInstance.h"
@@ -119,7 +120,14 @@ int main(int argc, char *argv[])
     const std::optional<CommandLineOptions> options = CommandLineOptions::parse(*application, &exitCode);
     if (!options)
         return exitCode;
-    const QStringList paths = absolutePaths(options->paths);
+    const CommandLinePaths given(absolutePaths(options->paths));
+    for (const QString &problem : given.problems())
+        std::fprintf(stderr, "cascader: %s\n", qUtf8Printable(problem));
+    if (given.nothingUsable() && options->mode != Mode::Window) {
+        std::fputs("cascader: none of the paths given can be added; nothing was done.\n", stderr);
+        return CommandLineOptions::UsageErrorExitCode;
+    }
+    const QStringList paths = given.usable();
     if (options->mode == Mode::CompileAll)
         return runCompileAll(*options, paths);
     return runUntilQuit(*options, paths);

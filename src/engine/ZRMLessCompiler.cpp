@@ -99,6 +99,12 @@ QByteArray joined(const QByteArray &folder, const char *name)
     return folder.endsWith('/') ? folder + name : folder + '/' + name;
 }
 
+// Package managers' folders hold other people's LESS, which is never ours to compile.
+bool isSkippedFolder(const char *name)
+{
+    return std::strcmp(name, "node_modules") == 0 || std::strcmp(name, "bower_components") == 0;
+}
+
 // A path that does not come back from a QString unchanged names no file once
 // decoded; it is set aside for the caller to report.
 void addLessFile(const QByteArray &path, QStringList &files, QList<QByteArray> &undecodablePaths)
@@ -127,7 +133,7 @@ void collectLessFiles(int folderFD, const QByteArray &folderPath, bool isTopFold
             continue;
         if (hasLessExtension(name))
             addLessFile(joined(folderPath, name), files, undecodablePaths);
-        if (!isFolder(dirfd(folder), *entry))
+        if (!isFolder(dirfd(folder), *entry) || isSkippedFolder(name))
             continue;
         const int childFD = openat(dirfd(folder), name, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
         if (childFD >= 0)

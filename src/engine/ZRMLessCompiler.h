@@ -70,7 +70,8 @@ public:
                                   bool compress);
 
     // The LESS files beneath folder, depth first, without those whose path
-    // relative to folder starts with a dot. Paths that are not UTF-8 cannot
+    // relative to folder starts with a dot and those in node_modules or
+    // bower_components. Paths that are not UTF-8 cannot
     // be compiled; they go to undecodablePaths, as the file system has them.
     static QStringList getAllLessFilesInDirectory(const QString &folder,
                                                   QList<QByteArray> *undecodablePaths = nullptr);

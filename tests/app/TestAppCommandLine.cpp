@@ -115,6 +115,8 @@ private Q_SLOTS:
     void secondStartHandsItsPathsToTheFirst_data();
     void secondStartHandsItsPathsToTheFirst();
     void brokenCompilerIsSaidOnce();
+    void pathsThatCannotBeUsed_data();
+    void pathsThatCannotBeUsed();
     void noWorkerOutlivesCascader_data();
     void noWorkerOutlivesCascader();
     void foreignSocketFolderIsRefused_data();
@@ -355,6 +357,45 @@ void TestAppCommandLine::brokenCompilerIsSaidOnce()
     QVERIFY(cascader.exitedWith(0));
 }
 
+void TestAppCommandLine::pathsThatCannotBeUsed_data()
+{
+    QTest::addColumn<QStringList>("arguments"); // "~" is the home folder
+    QTest::addColumn<int>("exitCode");
+    QTest::addColumn<QStringList>("said"); // on standard error, among its lines
+    QTest::addColumn<int>("lines");
+
+    const QString compileAll = QStringLiteral("--compile-all"), headless = QStringLiteral("--headless");
+    QTest::newRow("a mistyped path") << QStringList{compileAll, "~/sight"} << 2
+                                     << QStringList{"~/sight: no such file or folder"} << 2;
+    QTest::newRow("a text file") << QStringList{compileAll, "~/notes.txt"} << 2
+                                 << QStringList{"~/notes.txt: not a LESS file"} << 2;
+    QTest::newRow("a folder without LESS files") << QStringList{headless, "~/empty"} << 2
+                                                 << QStringList{"~/empty: no LESS files in this folder"} << 2;
+    QTest::newRow("a good one among bad ones") << QStringList{compileAll, "~/sight", "~/site"} << 0
+                                               << QStringList{"~/sight: no such file or folder"} << 1;
+    QTest::newRow("nothing to compile") << QStringList{compileAll} << 2 << QStringList{"nothing to compile"} << 1;
+}
+
+// Each path that cannot be used gets one line; nothing usable ends the run at once.
+void TestAppCommandLine::pathsThatCannotBeUsed()
+{
+    QFETCH(QStringList, arguments);
+    QFETCH(int, exitCode);
+    QFETCH(QStringList, said);
+    QFETCH(int, lines);
+
+    writeFile(home() + "/notes.txt", "not LESS\n");
+    QVERIFY(QDir(home()).mkpath(QStringLiteral("empty/sub")));
+    arguments.replaceInStrings(QRegularExpression(QStringLiteral("^~")), home());
+    Cascader cascader(m_environment, arguments);
+    QVERIFY(cascader.exitedWith(exitCode));
+    const QString error = QString::fromUtf8(cascader.process.readAllStandardError());
+    QCOMPARE(error.count(QRegularExpression(QStringLiteral("^cascader: .*\n"), QRegularExpression::MultilineOption)), lines);
+    QCOMPARE(error.count(u'\n'), lines);
+    for (const QString &line : said)
+        QVERIFY2(error.contains(QString(line).replace(u'~', home())), qPrintable(error));
+}
+
 void TestAppCommandLine::noWorkerOutlivesCascader_data()
 {
     QTest::addColumn<int>("signal"); // 0: --compile-all ends on its own
@@ -393,6 +434,9 @@ void TestAppCommandLine::noWorkerOutlivesCascader()
         QVERIFY(::kill(pid_t(cascader.process.processId()), signal) == 0);
     }
     QTRY_VERIFY_WITH_TIMEOUT(cascader.hasExited(), Timeout);
+    // Every signal but SIGKILL is a normal quit, which saves the project.
+    if (signal != SIGKILL)
+        QCOMPARE(cascader.process.exitStatus(), QProcess::NormalExit);
     QTRY_COMPARE_WITH_TIMEOUT(workersOf(home()), QList<qint64>(), Timeout);
 }
 

@@ -468,6 +468,9 @@ private Q_SLOTS:
         QTest::newRow("other extension") << QStringList{"f.css"} << QStringList();
         QTest::newRow("name that is only the extension") << QStringList{"sub/.less"} << QStringList();
         QTest::newRow("folder named like a LESS file") << QStringList{"g.less/"} << QStringList{"g.less"};
+        QTest::newRow("package managers' folders") << QStringList{"node_modules/x/a.less", "sub/bower_components/b.less",
+                                                                  "node_modules.less"}
+                                                   << QStringList{"node_modules.less"};
         QTest::newRow("behind a symbolic link to a folder") << QStringList{"link/h.less"} << QStringList();
         const QStringList tree{"a/1.less", "a/b.less/2.less", "a/b.less/c/3.less", "d/4.less", "5.less"};
         QTest::newRow("tree") << tree << QStringList{"5.less", "a/1.less", "a/b.less", "a/b.less/2.less",
