@@ -17,8 +17,10 @@
 #include <QFile>
 #include <QFileDialog>
 #include <QFileInfo>
+#include <QHash>
 #include <QSet>
 
+#include <algorithm>
 #include <chrono>
 #include <cstdio>
 
@@ -720,10 +722,21 @@ void MainAppController::didFinishRefreshingImportLinks()
     hideSpinner();
 }
 
-// Checked files only, in model order; the switch does not matter here.
+// Checked files only; the switch does not matter here. The files that import
+// the most go first: they take longest, and the small ones fill in beside
+// them on the other workers.
 void MainAppController::compileAllFiles()
 {
-    for (const LessHolder *file : m_appModel.getAllLessHoldersAndIncludeIgnoredOnes(false))
+    QHash<QString, int> importCounts;
+    for (const LessHolder *file : m_appModel.getAllLessHoldersAndIncludeIgnoredOnes(true)) {
+        for (const QString &importer : file->linkedFilesToCompile())
+            ++importCounts[importer];
+    }
+    QList<LessHolder *> files = m_appModel.getAllLessHoldersAndIncludeIgnoredOnes(false);
+    std::stable_sort(files.begin(), files.end(), [&importCounts](const LessHolder *a, const LessHolder *b) {
+        return importCounts.value(a->lessFileFullPath()) > importCounts.value(b->lessFileFullPath());
+    });
+    for (const LessHolder *file : files)
         m_lessCompiler->compileFileAtPath(file->lessFileFullPath(), file->targetCSSFileFullPath(),
                                           file->shouldCompressCSSOutput());
 }
