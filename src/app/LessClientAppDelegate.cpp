@@ -75,6 +75,7 @@ void LessClientAppDelegate::applicationWillFinishLaunching(std::optional<bool> a
     m_autoCompileOverride = autoCompileOverride;
     m_appController = new MainAppController(this, this);
     m_projectSaver = std::make_unique<ProjectSaver>(m_appController->appModel(), ProjectDataFile());
+    m_projectSaver->setRole(m_projectRole);
     // Headless runs in a desktop session notify too; without a notification
     // service the helper stays silent.
     m_growler = new GrowlHelper(this);

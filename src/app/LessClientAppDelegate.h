@@ -41,6 +41,8 @@ public:
     // project is read off the GUI thread, so the window shows at once;
     // applicationDidFinishLaunching() follows when it is in. An auto-compile
     // override (from the command line) holds for this run only.
+    // How this run writes the project; the running instance owns it.
+    void setProjectRole(ProjectSaver::Role role) { m_projectRole = role; }
     void applicationWillFinishLaunching(std::optional<bool> autoCompileOverride = std::nullopt);
     bool hasFinishedLaunching() const { return m_hasFinishedLaunching; }
     // Quit: the switch, then the project, at once; nothing before the project
@@ -77,4 +79,5 @@ private:
     QThreadPool m_dataFileQueue;
     // Destroyed before the controller, whose model it reads.
     std::unique_ptr<ProjectSaver> m_projectSaver;
+    ProjectSaver::Role m_projectRole = ProjectSaver::Role::Owner;
 };

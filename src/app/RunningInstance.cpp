@@ -24,6 +24,8 @@ const QString SocketName = QStringLiteral("cascader.socket");
 const QString OwnFolderName = QStringLiteral("cascader-%1");
 const QByteArray OpenRequest = QByteArrayLiteral("open ");
 const QByteArray ReopenRequest = QByteArrayLiteral("reopen");
+// The last line of a hand-off, which the running instance acknowledges.
+const QByteArray DoneRequest = QByteArrayLiteral("done");
 const QByteArray Acknowledgement = QByteArrayLiteral("ok\n");
 
 // Why the folder is not this user's alone, or nothing when it is. A link
@@ -117,7 +119,13 @@ bool RunningInstance::claim()
 }
 
 // Paths travel percent-encoded, so that any name, a newline in it too, stays whole.
-bool RunningInstance::handOff(const QStringList &paths) const
+bool RunningInstance::isRunning() const
+{
+    QLocalSocket probe;
+    return !m_socketPath.isEmpty() && connectToRunningInstance(probe);
+}
+
+bool RunningInstance::handOff(const QStringList &paths, Reopen reopen) const
 {
     QLocalSocket socket;
     if (m_socketPath.isEmpty() || !connectToRunningInstance(socket))
@@ -125,7 +133,9 @@ bool RunningInstance::handOff(const QStringList &paths) const
     QByteArray requests;
     for (const QString &path : paths)
         requests += OpenRequest + QFile::encodeName(QFileInfo(path).absoluteFilePath()).toPercentEncoding() + '\n';
-    requests += ReopenRequest + '\n';
+    if (reopen == Reopen::Yes)
+        requests += ReopenRequest + '\n';
+    requests += DoneRequest + '\n';
     socket.write(requests);
     if (!socket.waitForBytesWritten(HandOffTimeoutMs))
         return false;
@@ -162,6 +172,7 @@ void RunningInstance::readRequests(QLocalSocket *socket)
             Q_EMIT openFileRequested(QFile::decodeName(path));
         } else if (line == ReopenRequest) {
             Q_EMIT reopenRequested();
+        } else if (line == DoneRequest) {
             socket->write(Acknowledgement);
         }
     }

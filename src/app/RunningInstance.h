@@ -24,9 +24,12 @@ public:
 
     // True when this process is now the one instance; false when another runs.
     bool claim();
-    // Sends each path as an open-file request, then the reopen request, to the
-    // instance that runs; true when it acknowledged them.
-    bool handOff(const QStringList &paths) const;
+    // Whether another instance answers, without claiming anything.
+    bool isRunning() const;
+    enum class Reopen { Yes, No };
+    // Sends each path as an open-file request, then (unless told not to) the
+    // reopen request, to the instance that runs; true when it acknowledged them.
+    bool handOff(const QStringList &paths, Reopen reopen = Reopen::Yes) const;
 
 Q_SIGNALS:
     void openFileRequested(const QString &path);

@@ -4,6 +4,7 @@
 #include "app/LessClientAppDelegate.h"
 #include "app/RunningInstance.h"
 #include "app/UnixSignalWatcher.h"
+#include "engine/ZRMLessCompiler.h"
 #include "support/BundleInfo.h"
 #include "ui/ApplicationIcon.h"
 
@@ -58,6 +59,12 @@ void saveAtQuit(LessClientAppDelegate &delegate)
     }
 }
 
+// The workers load less while the rest of Cascader starts.
+void startCompilerWorkers()
+{
+    ZRMLessCompiler::sharedLessCompiler();
+}
+
 int handOffToRunningInstance(const RunningInstance &runningInstance, const QStringList &paths)
 {
     if (runningInstance.handOff(paths))
@@ -72,6 +79,7 @@ int runUntilQuit(const CommandLineOptions &options, const QStringList &paths)
     RunningInstance runningInstance;
     if (!runningInstance.claim())
         return handOffToRunningInstance(runningInstance, paths);
+    startCompilerWorkers();
 
     LessClientAppDelegate delegate(options.mode == Mode::Headless ? LessClientAppDelegate::Mode::Headless
                                                                   : LessClientAppDelegate::Mode::Window);
@@ -89,10 +97,24 @@ int runUntilQuit(const CommandLineOptions &options, const QStringList &paths)
     return QCoreApplication::exec();
 }
 
-// --compile-all: a one-off run beside any running instance; a signal ends it as failed.
+// --compile-all: a one-off run beside any running instance; a signal ends it
+// as failed. The project is the running instance's: the folders given go to
+// it, and this run does not write the project. Without one, this run adds
+// its folders to the project on disk and changes nothing else.
 int runCompileAll(const CommandLineOptions &options, const QStringList &paths)
 {
+    startCompilerWorkers();
     LessClientAppDelegate delegate(LessClientAppDelegate::Mode::Headless);
+    const RunningInstance runningInstance;
+    if (runningInstance.isRunning()) {
+        delegate.setProjectRole(ProjectSaver::Role::ReadOnly);
+        if (!paths.isEmpty() && !runningInstance.handOff(paths, RunningInstance::Reopen::No))
+            std::fputs("cascader: the running Cascader did not take the folders given; they are compiled "
+                       "but not added to its project.\n",
+                       stderr);
+    } else {
+        delegate.setProjectRole(ProjectSaver::Role::AddsFolders);
+    }
     UnixSignalWatcher signalWatcher;
     QObject::connect(&signalWatcher, &UnixSignalWatcher::terminationRequested, qApp,
                      [] { QCoreApplication::exit(1); });

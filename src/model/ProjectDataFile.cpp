@@ -12,15 +12,23 @@
 #include <QFile>
 #include <QFileInfo>
 #include <QSaveFile>
+#include <QSet>
 #include <QStandardPaths>
 #include <QStringDecoder>
 
 #include <algorithm>
+#include <cerrno>
+#include <cstring>
+
+#include <fcntl.h>
+#include <sys/file.h>
+#include <unistd.h>
 
 namespace {
 
 const QString DataFolderName = QStringLiteral("Cascader app");
 const QString DataFileName = QStringLiteral("lessDataFile.lessData");
+const QString LockSuffix = QStringLiteral(".lock");
 
 namespace Keys {
 inline constexpr QLatin1StringView AppModelPathData{"appModelPathData"};
@@ -321,6 +329,49 @@ QString replaceFile(const QString &path, const QByteArray &contents)
     return file.commit() ? QString() : file.errorString();
 }
 
+// Held while the file is read and replaced: an advisory lock on a file
+// beside it, since the data file itself is replaced by each write.
+class DataFileLock
+{
+public:
+    explicit DataFileLock(const QString &dataFile)
+        : m_descriptor(::open(QFile::encodeName(dataFile + LockSuffix).constData(), O_RDWR | O_CREAT | O_CLOEXEC,
+                              0600))
+    {
+        if (m_descriptor < 0 || ::flock(m_descriptor, LOCK_EX) != 0)
+            qCWarning(lcModel, "Could not lock %s: %s; writing without the lock.",
+                      qUtf8Printable(dataFile + LockSuffix), std::strerror(errno));
+    }
+    ~DataFileLock()
+    {
+        if (m_descriptor >= 0)
+            ::close(m_descriptor);
+    }
+    DataFileLock(const DataFileLock &) = delete;
+    DataFileLock &operator=(const DataFileLock &) = delete;
+
+private:
+    int m_descriptor;
+};
+
+QSet<QString> pathsOf(const ProjectDataFile::Snapshot &folders)
+{
+    QSet<QString> paths;
+    for (const ProjectDataFile::FolderRecord &folder : folders)
+        paths.insert(folder.userSelectedFullPath);
+    return paths;
+}
+
+ProjectDataFile::Snapshot foldersNotIn(const ProjectDataFile::Snapshot &folders, const QSet<QString> &paths)
+{
+    ProjectDataFile::Snapshot kept;
+    for (const ProjectDataFile::FolderRecord &folder : folders) {
+        if (!paths.contains(folder.userSelectedFullPath))
+            kept << folder;
+    }
+    return kept;
+}
+
 } // namespace
 
 QString ProjectDataFile::pathForDataFile()
@@ -348,6 +399,32 @@ bool ProjectDataFile::saveDataToDisk(const LessModel::PathData &pathData) const
 }
 
 bool ProjectDataFile::saveSnapshot(const Snapshot &snapshot) const
+{
+    const DataFileLock lock(m_filePath);
+    return writeSnapshot(snapshot);
+}
+
+bool ProjectDataFile::saveOwnFolders(const Snapshot &folders, const QStringList &removedFolders) const
+{
+    return saveMerged([&](const Snapshot &onDisk) {
+        const QSet<QString> kept = pathsOf(folders) + QSet<QString>(removedFolders.cbegin(), removedFolders.cend());
+        return folders + foldersNotIn(onDisk, kept);
+    });
+}
+
+bool ProjectDataFile::addFolders(const Snapshot &folders) const
+{
+    return saveMerged([&](const Snapshot &onDisk) { return onDisk + foldersNotIn(folders, pathsOf(onDisk)); });
+}
+
+bool ProjectDataFile::saveMerged(const std::function<Snapshot(const Snapshot &onDisk)> &merge) const
+{
+    const DataFileLock lock(m_filePath);
+    const LoadResult onDisk = loadDataFromDisk();
+    return writeSnapshot(merge(snapshotOf(onDisk.pathData)));
+}
+
+bool ProjectDataFile::writeSnapshot(const Snapshot &snapshot) const
 {
     QVariantList folders;
     folders.reserve(snapshot.size());

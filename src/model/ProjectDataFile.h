@@ -6,6 +6,8 @@
 #include <QString>
 #include <QVariantMap>
 
+#include <functional>
+
 // The project on disk: the watched folders with their LESS files and per-file
 // settings, as JSON in which every record names its class. Written atomically;
 // a file that cannot be read is kept aside, so the next save cannot destroy
@@ -72,12 +74,23 @@ public:
     // Replaces the file as a whole or not at all; failures are logged.
     bool saveDataToDisk(const LessModel::PathData &pathData) const;
     bool saveSnapshot(const Snapshot &snapshot) const;
+
+    // Writes that others may have written in between merge with what is on
+    // disk, under an advisory lock that every writer takes. The owner of the
+    // project writes its folders and keeps any other folder on disk unless
+    // it removed that one itself.
+    bool saveOwnFolders(const Snapshot &folders, const QStringList &removedFolders) const;
+    // A run beside the owner adds its new folders to what is on disk, and
+    // changes nothing else.
+    bool addFolders(const Snapshot &folders) const;
     // The folder records, ready for LessModel::loadNewPathDataIntoModel(). An
     // unreadable file is copied aside with a time stamp and logged.
     LoadResult loadDataFromDisk() const;
 
 private:
     QString copyAside() const;
+    bool saveMerged(const std::function<Snapshot(const Snapshot &onDisk)> &merge) const;
+    bool writeSnapshot(const Snapshot &snapshot) const;
 
     QString m_filePath;
 };

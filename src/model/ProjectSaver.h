@@ -3,6 +3,7 @@
 #include "ProjectDataFile.h"
 
 #include <QObject>
+#include <QSet>
 #include <QThreadPool>
 #include <QTimer>
 
@@ -21,9 +22,16 @@ class ProjectSaver : public QObject
 public:
     static constexpr std::chrono::milliseconds SaveDelay{1000};
 
+    // Whose project it is. The owner is the one running instance; a run
+    // beside it (or beside nobody) only adds the folders it was given, and a
+    // run beside a running owner leaves the file to that one.
+    enum class Role { Owner, AddsFolders, ReadOnly };
+
     ProjectSaver(const LessModel *model, const ProjectDataFile &dataFile, QObject *parent = nullptr);
     // Waits for a write under way.
     ~ProjectSaver() override;
+
+    void setRole(Role role) { m_role = role; }
 
     // From now on each change is written. Until the model is loaded, the file
     // on disk holds more than the model does.
@@ -39,12 +47,20 @@ Q_SIGNALS:
 
 private:
     void projectChanged();
+    void noteRemovedFolders(int first, int last);
+    void noteAddedFolders(int first, int last);
+    bool save(const ProjectDataFile::Snapshot &snapshot, const ProjectDataFile &dataFile) const;
     void didFinishSaving(bool saved);
 
     const LessModel *m_model;
     ProjectDataFile m_dataFile;
     QTimer m_delay;
     QThreadPool m_writer;
+    Role m_role = Role::Owner;
+    // Folders this run removed, which another writer's copy must not bring back.
+    QStringList m_removedFolders;
+    // The folders the file held when the model was loaded.
+    QSet<QString> m_loadedFolders;
     bool m_hasUnsavedChanges = false;
     bool m_isSaving = false;
 };

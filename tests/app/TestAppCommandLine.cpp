@@ -115,6 +115,7 @@ private Q_SLOTS:
     void secondStartHandsItsPathsToTheFirst_data();
     void secondStartHandsItsPathsToTheFirst();
     void brokenCompilerIsSaidOnce();
+    void compileAllBesideARunningInstanceLosesNothing();
     void pathsThatCannotBeUsed_data();
     void pathsThatCannotBeUsed();
     void noWorkerOutlivesCascader_data();
@@ -355,6 +356,29 @@ void TestAppCommandLine::brokenCompilerIsSaidOnce()
     QCOMPARE(QString::fromUtf8(cascader.output).count(said), 1);
     cascader.process.terminate();
     QVERIFY(cascader.exitedWith(0));
+}
+
+// The one-shot's folder goes to the running instance, whose quit then
+// writes it: the next run finds it.
+void TestAppCommandLine::compileAllBesideARunningInstanceLosesNothing()
+{
+    writeFile(home() + "/other/a.less", "a { color: red; }\n");
+    {
+        Cascader running(m_environment, {QStringLiteral("--headless"), home() + "/other"});
+        QVERIFY(running.saveUntilPrinted(home() + "/other/a.less", "a { color: blue; }\n",
+                                         logLine("~/other/a.less", "Success!")));
+        Cascader oneShot(m_environment, {QStringLiteral("--compile-all"), home() + "/site"});
+        QVERIFY(oneShot.exitedWith(0));
+        QVERIFY(oneShot.printed(logLine("~/site/less/main.less", "Success!")));
+        QVERIFY(running.saveUntilPrinted(home() + "/site/less/main.less", "body { color: red; }\n",
+                                         logLine("~/site/less/main.less", "Success!")));
+        running.process.terminate();
+        QVERIFY(running.exitedWith(0));
+    }
+    Cascader next(m_environment, {QStringLiteral("--compile-all")});
+    QVERIFY(next.exitedWith(0));
+    QVERIFY(next.printed(logLine("~/site/less/main.less", "Success!")));
+    QVERIFY(next.printed(logLine("~/other/a.less", "Success!")));
 }
 
 void TestAppCommandLine::pathsThatCannotBeUsed_data()

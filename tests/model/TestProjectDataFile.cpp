@@ -67,6 +67,7 @@ void make(Change change, LessModel &model, int nth)
 } // namespace
 
 Q_DECLARE_METATYPE(Change)
+Q_DECLARE_METATYPE(ProjectSaver::Role)
 
 class TestProjectDataFile : public QObject
 {
@@ -80,6 +81,8 @@ private Q_SLOTS:
     void failedSaveKeepsThePreviousFile();
     void changesAreSavedSoonInFewWrites_data();
     void changesAreSavedSoonInFewWrites();
+    void mergesWithWhatIsOnDisk_data();
+    void mergesWithWhatIsOnDisk();
 };
 
 void TestProjectDataFile::roundTrip()
@@ -218,7 +221,9 @@ void TestProjectDataFile::failedSaveKeepsThePreviousFile()
     QVERIFY(!saved);
     QCOMPARE(QFileInfo(dataFile.filePath()).isDir(), directoryInTheWay);
     QCOMPARE(readAll(dataFile.filePath()), previous);
-    QCOMPARE(QDir(folder.path()).entryList(QDir::Files | QDir::Dirs | QDir::NoDotAndDotDot).size(), 1);
+    // No temporary file is left; the lock file stays for the next writer.
+    QCOMPARE(QDir(folder.path()).entryList(QDir::Files | QDir::Dirs | QDir::NoDotAndDotDot),
+             QStringList({dataFile.filePath().section(u'/', -1), dataFile.filePath().section(u'/', -1) + ".lock"}));
 }
 
 void TestProjectDataFile::changesAreSavedSoonInFewWrites_data()
@@ -270,6 +275,48 @@ void TestProjectDataFile::changesAreSavedSoonInFewWrites()
     QVERIFY2(writes.size() <= mostWrites, qPrintable(QString::number(writes.size())));
     for (const QList<QVariant> &write : writes)
         QVERIFY(write.constFirst().toBool());
+}
+
+void TestProjectDataFile::mergesWithWhatIsOnDisk_data()
+{
+    QTest::addColumn<ProjectSaver::Role>("role");
+    QTest::addColumn<QString>("written"); // each folder with its first file's check mark
+
+    QTest::newRow("the owner keeps others' folders but not those it removed")
+        << ProjectSaver::Role::Owner << "/a:1 /d:1 /c:1";
+    QTest::newRow("a run beside it only adds its own") << ProjectSaver::Role::AddsFolders << "/a:0 /b:1 /c:1 /d:1";
+    QTest::newRow("a run beside a running owner writes nothing") << ProjectSaver::Role::ReadOnly << "/a:0 /b:1 /c:1";
+}
+
+// Another writer changes the file while this run removes /b and adds /d.
+void TestProjectDataFile::mergesWithWhatIsOnDisk()
+{
+    QFETCH(ProjectSaver::Role, role);
+    QFETCH(QString, written);
+
+    const QTemporaryDir folder;
+    const ProjectDataFile file(folder.filePath(QStringLiteral("project.lessData")));
+    LessModel other;
+    for (const char *path : {"/a", "/b"})
+        other.addNewPathToModel(QLatin1String(path), {QLatin1String(path) + "/1.less"});
+    QVERIFY(file.saveDataToDisk(other.pathData()));
+
+    LessModel ours;
+    ours.loadNewPathDataIntoModel(file.loadDataFromDisk().pathData);
+    ProjectSaver saver(&ours, file);
+    saver.setRole(role);
+    saver.startFollowingChanges();
+    other.addNewPathToModel(QStringLiteral("/c"), {"/c/1.less"});
+    other.pathData().at(0)->lessFiles().at(0)->setCheckboxState(false);
+    QVERIFY(file.saveDataToDisk(other.pathData()));
+    ours.removePathFromModel(QStringLiteral("/b"));
+    ours.addNewPathToModel(QStringLiteral("/d"), {"/d/1.less"});
+    QVERIFY(saver.saveNow());
+
+    QStringList onDisk;
+    for (const auto &path : file.loadDataFromDisk().pathData)
+        onDisk << path->userSelectedFullPath() + u':' + QString::number(path->lessFiles().at(0)->checkboxState());
+    QCOMPARE(onDisk.join(u' '), written);
 }
 
 QTEST_GUILESS_MAIN(TestProjectDataFile)
