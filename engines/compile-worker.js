@@ -336,6 +336,28 @@ async function serve(line) {
   }
 }
 
+// A worker that has nothing to do gives back what its compiles used, so that
+// idle workers stay small. Node runs it with --expose-gc.
+const IdleCollectMs = 500;
+let idleCollect = null;
+
+function collectWhenIdle() {
+  if (typeof global.gc === 'function') {
+    idleCollect = setTimeout(() => {
+      idleCollect = null;
+      global.gc();
+    }, IdleCollectMs);
+    idleCollect.unref();
+  }
+}
+
+function stopIdleCollect() {
+  if (idleCollect !== null) {
+    clearTimeout(idleCollect);
+    idleCollect = null;
+  }
+}
+
 // Lines wait here while a compile runs; standard input closed, the worker
 // serves what it has and exits.
 const queue = [];
@@ -350,8 +372,10 @@ function next() {
     if (inputEnded) {
       process.exit(0);
     }
+    collectWhenIdle();
     return;
   }
+  stopIdleCollect();
   serving = true;
   serve(queue.shift()).then((answer) => {
     send(answer);

@@ -15,6 +15,10 @@
 
 namespace {
 
+// A small young generation and a collection when idle keep a warm worker
+// near the size of a fresh one, at no cost to compile times.
+const QStringList NodeOptions{QStringLiteral("--expose-gc"), QStringLiteral("--max-semi-space-size=4")};
+
 // Enough of what a dying worker printed to say why it died.
 constexpr qsizetype StderrTailSize = 4096;
 
@@ -69,7 +73,7 @@ void ZRMCompileWorker::start()
 {
     const pid_t parent = ::getpid();
     m_process.setChildProcessModifier([parent] { dieWithParent(parent); });
-    m_process.start(m_nodeJS, {m_script});
+    m_process.start(m_nodeJS, NodeOptions + QStringList{m_script});
 }
 
 void ZRMCompileWorker::compile(const QString &input, const QString &output, bool compress, int timeLimitMs)
