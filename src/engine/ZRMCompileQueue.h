@@ -31,7 +31,6 @@ public:
     void outputWritten(const QString &output);
 
     bool isEmpty() const { return m_waiting.isEmpty(); }
-    qsizetype size() const { return m_waiting.size(); }
     // The earliest time a waiting compile with a free output becomes due, or -1.
     qint64 nextReadyAtMs() const;
     // Empties the queue and returns what was in it.
