@@ -12,15 +12,15 @@
 class LessModel;
 
 // Writes the project soon after it changes, so that a crash loses at most the
-// last SaveDelay. The first change of a burst starts the delay and the whole
-// burst goes into one write. The records are copied on the GUI thread and
+// last second: SaveDelay leaves the write time to land within it. The first
+// change of a burst starts the delay and the whole burst goes into one write. The records are copied on the GUI thread and
 // written on the saver's own thread, one write at a time.
 class ProjectSaver : public QObject
 {
     Q_OBJECT
 
 public:
-    static constexpr std::chrono::milliseconds SaveDelay{1000};
+    static constexpr std::chrono::milliseconds SaveDelay{700};
 
     // Whose project it is. The owner is the one running instance; a run
     // beside it (or beside nobody) only adds the folders it was given, and a
