@@ -49,11 +49,13 @@ void LessHolder::setCSSFileOutputFolder(const QString &folder)
               expanded);
 }
 
-// What is on disk decides whether a path names a folder, never a dot in it.
+// A .css path names the CSS file; for any other, what is on disk decides
+// whether it names a folder, never a dot in it. Loading a project thus looks
+// at the disk only for targets written before folders were told apart.
 void LessHolder::setCSSFileOutputPath(const QString &path)
 {
     const QString expanded = expandTilde(path);
-    if (QFileInfo(expanded).isDir())
+    if (pathExtension(expanded).compare(CSSExtension, Qt::CaseInsensitive) != 0 && QFileInfo(expanded).isDir())
         setCSSFileOutputFolder(expanded);
     else
         setTarget(expanded, expanded);

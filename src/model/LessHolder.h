@@ -38,7 +38,8 @@ public:
     // with the css extension; any other path is the CSS file itself.
     // The CSS goes into folder, under the LESS file's name.
     void setCSSFileOutputFolder(const QString &folder);
-    // The CSS file itself, or, when a folder is there on disk, that folder.
+    // The CSS file itself (a .css path, or any path with no folder there on
+    // disk), or that folder.
     void setCSSFileOutputPath(const QString &path);
     // Back to the default: the LESS file's own path with the css extension.
     void clearCSSFileOutputPath();
