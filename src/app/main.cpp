@@ -51,9 +51,9 @@ void openPaths(LessClientAppDelegate &delegate, const QStringList &paths)
 // switch and the project are saved.
 void saveAtQuit(LessClientAppDelegate &delegate)
 {
-    QObject::connect(qApp, &QCoreApplication::aboutToQuit, &delegate,
+    QObject::connect(QCoreApplication::instance(), &QCoreApplication::aboutToQuit, &delegate,
                      &LessClientAppDelegate::applicationWillTerminate);
-    if (auto *guiApplication = qobject_cast<QGuiApplication *>(qApp)) {
+    if (auto *guiApplication = qobject_cast<QGuiApplication *>(QCoreApplication::instance())) {
         QObject::connect(guiApplication, &QGuiApplication::commitDataRequest, &delegate,
                          [&delegate] { delegate.applicationWillTerminate(); });
     }
@@ -88,7 +88,7 @@ int runUntilQuit(const CommandLineOptions &options, const QStringList &paths)
     QObject::connect(&runningInstance, &RunningInstance::reopenRequested, &delegate,
                      &LessClientAppDelegate::applicationShouldHandleReopen);
     UnixSignalWatcher signalWatcher;
-    QObject::connect(&signalWatcher, &UnixSignalWatcher::terminationRequested, qApp,
+    QObject::connect(&signalWatcher, &UnixSignalWatcher::terminationRequested, QCoreApplication::instance(),
                      [] { QCoreApplication::quit(); });
     saveAtQuit(delegate);
 
@@ -116,7 +116,7 @@ int runCompileAll(const CommandLineOptions &options, const QStringList &paths)
         delegate.setProjectRole(ProjectSaver::Role::AddsFolders);
     }
     UnixSignalWatcher signalWatcher;
-    QObject::connect(&signalWatcher, &UnixSignalWatcher::terminationRequested, qApp,
+    QObject::connect(&signalWatcher, &UnixSignalWatcher::terminationRequested, QCoreApplication::instance(),
                      [] { QCoreApplication::exit(1); });
     saveAtQuit(delegate);
 
@@ -125,7 +125,7 @@ int runCompileAll(const CommandLineOptions &options, const QStringList &paths)
     CompileAllRun run(delegate.appController());
     QObject::connect(&delegate, &LessClientAppDelegate::applicationDidFinishLaunching, &run,
                      &CompileAllRun::start);
-    QObject::connect(&run, &CompileAllRun::finished, qApp,
+    QObject::connect(&run, &CompileAllRun::finished, QCoreApplication::instance(),
                      [](int exitCode) { QCoreApplication::exit(exitCode); });
     return QCoreApplication::exec();
 }

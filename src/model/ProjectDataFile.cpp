@@ -302,7 +302,8 @@ LoadResult decodeRoot(const QVariant &root)
 
 LoadResult readProject(const QByteArray &contents)
 {
-    QStringDecoder utf8(QStringDecoder::Utf8);
+    // Stateless, so that a sequence cut off at the end counts as an error too.
+    QStringDecoder utf8(QStringDecoder::Utf8, QStringDecoder::Flag::Stateless);
     const QString text = utf8.decode(contents);
     if (utf8.hasError())
         return unreadable(QStringLiteral("it is not UTF-8 text"));

@@ -31,8 +31,9 @@ void checkRoundTrip(const QVariant &value, bool humanReadable)
     const std::optional<QString> written = writer.stringWithFragment(value);
     if (!written)
         fail("a value that was read cannot be written", SBJsonError::describeTrace(writer.errorTrace()));
-    // Known: a surrogate pair for U+1D800-U+1DFFF (and the like in the other
-    // planes) reads as a lone surrogate, which no UTF-8 text can carry back.
+    // The reader keeps only the low 16 bits of a surrogate pair's code point,
+    // as it always has; for U+1D800-U+1DFFF (and the like in the other
+    // planes) that is a lone surrogate, which no UTF-8 text can carry back.
     if (!written->isValidUtf16())
         return;
 

@@ -135,6 +135,7 @@ void TestProjectDataFile::loading_data()
     };
     unreadable("truncated", whole.left(whole.size() / 2), "it is not valid JSON: ");
     unreadable("not UTF-8", "{\"a\": \"\xff\"}", "it is not UTF-8 text");
+    unreadable("a UTF-8 sequence cut off at the end", whole + "\xd5", "it is not UTF-8 text");
     unreadable("root is a list", "[]", "the root is not an object");
     unreadable("build number is text", R"({"creatorBuildNumber": "406"})",
                "\"creatorBuildNumber\" of the root is not a 32-bit integer");
