@@ -232,6 +232,12 @@ async function writeOutput(output, css) {
   }
 }
 
+// Read at once, a failed import comes back as an error of the file type, or
+// as one without a message.
+function failedToImport(err) {
+  return !err || err.type === 'File' || !err.message;
+}
+
 // One render with the given options: its CSS, or the error it printed.
 async function render(data, options) {
   let imports = null;
@@ -265,11 +271,11 @@ async function compile(input, output, compress) {
       return { ok: false, files: [input] };
     }
   }
-  // Imports read at once are quicker and give the same CSS; a compile that
-  // fails that way renders again reading them as lessc does, so that the
-  // message is lessc's to the letter.
+  // Imports read at once are quicker and give the same CSS and the same
+  // errors, except where an import itself fails: that compile renders again
+  // reading them as lessc does, so that the message is lessc's to the letter.
   let rendered = await render(data, lesscOptions(input, plugins, true));
-  if (rendered.err && rendered.err !== crashed) {
+  if (rendered.err && rendered.err !== crashed && failedToImport(rendered.err)) {
     transcript = '';
     rendered = await render(data, lesscOptions(input, plugins, false));
   }
