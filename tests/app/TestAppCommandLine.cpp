@@ -116,6 +116,8 @@ private Q_SLOTS:
     void secondStartHandsItsPathsToTheFirst();
     void brokenCompilerIsSaidOnce();
     void compileAllBesideARunningInstanceLosesNothing();
+    void signalsSaveTheProject_data();
+    void signalsSaveTheProject();
     void pathsThatCannotBeUsed_data();
     void pathsThatCannotBeUsed();
     void noWorkerOutlivesCascader_data();
@@ -378,6 +380,38 @@ void TestAppCommandLine::compileAllBesideARunningInstanceLosesNothing()
     Cascader next(m_environment, {QStringLiteral("--compile-all")});
     QVERIFY(next.exitedWith(0));
     QVERIFY(next.printed(logLine("~/site/less/main.less", "Success!")));
+    QVERIFY(next.printed(logLine("~/other/a.less", "Success!")));
+}
+
+void TestAppCommandLine::signalsSaveTheProject_data()
+{
+    QTest::addColumn<int>("signal");
+
+    QTest::newRow("SIGTERM") << SIGTERM;
+    QTest::newRow("SIGINT") << SIGINT;
+    QTest::newRow("SIGHUP") << SIGHUP;
+}
+
+// A folder added a moment before the signal, sooner than the write that
+// follows each change, is still there at the next start.
+void TestAppCommandLine::signalsSaveTheProject()
+{
+    QFETCH(int, signal);
+
+    writeFile(home() + "/other/a.less", "a { color: red; }\n");
+    {
+        Cascader running(m_environment, {QStringLiteral("--headless"), home() + "/site"});
+        QVERIFY(running.saveUntilPrinted(home() + "/site/less/main.less", "body { color: red; }\n",
+                                         logLine("~/site/less/main.less", "Success!")));
+        Cascader second(m_environment, {home() + "/other"});
+        QVERIFY(second.exitedWith(0));
+        QVERIFY(running.saveUntilPrinted(home() + "/other/a.less", "a { color: blue; }\n",
+                                         logLine("~/other/a.less", "Success!")));
+        QVERIFY(::kill(pid_t(running.process.processId()), signal) == 0);
+        QVERIFY(running.exitedWith(0));
+    }
+    Cascader next(m_environment, {QStringLiteral("--compile-all")});
+    QVERIFY(next.exitedWith(0));
     QVERIFY(next.printed(logLine("~/other/a.less", "Success!")));
 }
 
