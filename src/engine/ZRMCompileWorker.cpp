@@ -78,21 +78,14 @@ void ZRMCompileWorker::start()
 
 void ZRMCompileWorker::compile(const QString &input, const QString &output, bool compress, int timeLimitMs)
 {
-    Q_ASSERT(canTakeMore());
+    Q_ASSERT(m_state == State::Idle);
     m_state = State::Busy;
-    const QJsonObject request{{QStringLiteral("id"), double(m_nextRequest++)},
+    const QJsonObject request{{QStringLiteral("id"), double(m_nextRequest)},
                               {QStringLiteral("input"), input},
                               {QStringLiteral("output"), output},
                               {QStringLiteral("compress"), compress}};
     m_process.write(QJsonDocument(request).toJson(QJsonDocument::Compact) + '\n');
-    m_timeLimitMs = timeLimitMs;
-    if (m_inFlight++ == 0)
-        m_timeLimit.start(m_timeLimitMs);
-}
-
-bool ZRMCompileWorker::canTakeMore() const
-{
-    return (m_state == State::Idle || m_state == State::Busy) && m_inFlight < PipelineDepth;
+    m_timeLimit.start(timeLimitMs);
 }
 
 void ZRMCompileWorker::retire()
@@ -129,16 +122,11 @@ void ZRMCompileWorker::handleLine(const QByteArray &line)
         qCWarning(lcEngine, "The LESS compiler's worker said something unexpected: %s", line.constData());
         return;
     }
-    if (object.value(QStringLiteral("id")).toDouble() != double(m_nextAnswer))
+    if (object.value(QStringLiteral("id")).toDouble() != double(m_nextRequest))
         return;
-    ++m_nextAnswer;
-    // The next request, if any, starts compiling now.
-    if (--m_inFlight > 0) {
-        m_timeLimit.start(m_timeLimitMs);
-    } else {
-        m_timeLimit.stop();
-        m_state = State::Idle;
-    }
+    ++m_nextRequest;
+    m_timeLimit.stop();
+    m_state = State::Idle;
     Q_EMIT answered(this, {object.value(QStringLiteral("ok")).toBool(),
                            object.value(QStringLiteral("message")).toString(),
                            stringsOf(object.value(QStringLiteral("files")).toArray())});

@@ -7,15 +7,13 @@
 
 // One long-lived Node process with less loaded, which compiles one file at a
 // time. It talks JSON, one object a line: a "ready" line once less is loaded,
-// then an answer for each request, in order. A second request may wait in the
-// pipe while the first compiles, so that the worker never waits for us.
+// then an answer for each request.
 class ZRMCompileWorker : public QObject
 {
     Q_OBJECT
 
 public:
     enum class State { Starting, Idle, Busy, Gone };
-    static constexpr int PipelineDepth = 2;
     enum class Failure { CouldNotStart, Crashed, TimedOut };
 
     struct Answer
@@ -29,11 +27,8 @@ public:
     ~ZRMCompileWorker() override;
 
     void start();
-    // Only while it can take more. A compile still running timeLimitMs after it
-    // started kills the worker.
+    // Only when idle. A compile still running after timeLimitMs kills the worker.
     void compile(const QString &input, const QString &output, bool compress, int timeLimitMs);
-    bool canTakeMore() const;
-    qsizetype compilesInFlight() const { return m_inFlight; }
     // Lets the worker finish and exit on its own.
     void retire();
 
@@ -62,8 +57,5 @@ private:
     QTimer m_timeLimit;
     State m_state = State::Starting;
     quint64 m_nextRequest = 1;
-    quint64 m_nextAnswer = 1;
-    qsizetype m_inFlight = 0;
-    int m_timeLimitMs = 0;
     QByteArray m_stderrTail;
 };

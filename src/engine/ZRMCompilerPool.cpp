@@ -120,14 +120,9 @@ void ZRMCompilerPool::workerReady(ZRMCompileWorker *)
 
 void ZRMCompilerPool::workerAnswered(ZRMCompileWorker *worker, const ZRMCompileWorker::Answer &answer)
 {
-    QList<ZRMCompileJob> &jobs = m_running[worker];
-    const ZRMCompileJob job = jobs.takeFirst();
-    if (jobs.isEmpty())
-        m_running.remove(worker);
+    const ZRMCompileJob job = m_running.take(worker);
     m_queue.outputWritten(job.output);
-    if (worker->compilesInFlight() > 0) {
-        // Replaced, if it must be, when its pipe is empty.
-    } else if (hasTooManyWorkers()) {
+    if (hasTooManyWorkers()) {
         removeWorker(worker);
     } else if (worker->residentMemory() > m_memoryLimitBytes) {
         qCInfo(lcEngine, "A LESS compiler worker grew past %lld MB and is replaced.", m_memoryLimitBytes >> 20);
@@ -141,7 +136,8 @@ void ZRMCompilerPool::workerAnswered(ZRMCompileWorker *worker, const ZRMCompileW
 void ZRMCompilerPool::workerFailed(ZRMCompileWorker *worker, ZRMCompileWorker::Failure failure,
                                    const QString &detail)
 {
-    QList<ZRMCompileJob> jobs = m_running.take(worker);
+    const bool wasRunning = m_running.contains(worker);
+    const ZRMCompileJob job = m_running.take(worker);
     removeWorker(worker);
     if (failure == ZRMCompileWorker::Failure::CouldNotStart && !anyWorkerStarted()) {
         becomeBroken(detail);
@@ -154,14 +150,8 @@ void ZRMCompilerPool::workerFailed(ZRMCompileWorker *worker, ZRMCompileWorker::F
         });
     else
         startWorker();
-    // Those that waited in its pipe never started.
-    while (jobs.size() > 1) {
-        ZRMCompileJob waited = jobs.takeLast();
-        --waited.attempts;
-        m_queue.retry(waited);
-    }
-    if (!jobs.isEmpty())
-        jobLost(jobs.constFirst(), failure, detail);
+    if (wasRunning)
+        jobLost(job, failure, detail);
     dispatch();
 }
 
@@ -186,9 +176,7 @@ void ZRMCompilerPool::becomeBroken(const QString &detail)
 {
     while (!m_workers.isEmpty())
         removeWorker(m_workers.constLast());
-    QList<ZRMCompileJob> running;
-    for (const QList<ZRMCompileJob> &jobs : std::as_const(m_running))
-        running += jobs;
+    const QList<ZRMCompileJob> running = m_running.values();
     m_running.clear();
     const QString reason = CouldNotStartMessage.arg(detail);
     if (!m_broken) {
@@ -201,31 +189,23 @@ void ZRMCompilerPool::becomeBroken(const QString &detail)
     }
 }
 
-// Every worker gets a compile before any gets a second one in its pipe.
 void ZRMCompilerPool::dispatch()
 {
     const qint64 now = m_clock.elapsed();
-    for (int depth = 0; depth < ZRMCompileWorker::PipelineDepth; ++depth) {
-        for (ZRMCompileWorker *worker : std::as_const(m_workers)) {
-            if (worker->compilesInFlight() == depth && worker->canTakeMore() && !dispatchTo(worker, now))
-                break;
-        }
+    for (ZRMCompileWorker *worker : std::as_const(m_workers)) {
+        if (worker->state() != ZRMCompileWorker::State::Idle || m_running.contains(worker))
+            continue;
+        std::optional<ZRMCompileJob> job = m_queue.takeNext(now);
+        if (!job)
+            break;
+        job->started = QDateTime::currentDateTime();
+        ++job->attempts;
+        m_running.insert(worker, *job);
+        worker->compile(job->input, job->output, job->compress, m_timeLimitSeconds * 1000);
     }
     const qint64 due = m_queue.nextReadyAtMs();
     if (due > now)
         m_dueTimer.start(int(due - now));
-}
-
-bool ZRMCompilerPool::dispatchTo(ZRMCompileWorker *worker, qint64 now)
-{
-    std::optional<ZRMCompileJob> job = m_queue.takeNext(now);
-    if (!job)
-        return false;
-    job->started = QDateTime::currentDateTime();
-    ++job->attempts;
-    m_running[worker].append(*job);
-    worker->compile(job->input, job->output, job->compress, m_timeLimitSeconds * 1000);
-    return true;
 }
 
 void ZRMCompilerPool::finish(const ZRMCompileJob &job, bool ok, const QString &message)

@@ -59,7 +59,6 @@ private:
     void workerAnswered(ZRMCompileWorker *worker, const ZRMCompileWorker::Answer &answer);
     void workerFailed(ZRMCompileWorker *worker, ZRMCompileWorker::Failure failure, const QString &detail);
     void jobLost(ZRMCompileJob job, ZRMCompileWorker::Failure failure, const QString &detail);
-    bool dispatchTo(ZRMCompileWorker *worker, qint64 now);
     void becomeBroken(const QString &detail);
     void dispatch();
     void finish(const ZRMCompileJob &job, bool ok, const QString &message);
@@ -72,8 +71,7 @@ private:
     int m_timeLimitSeconds = DefaultTimeLimitSeconds;
     qint64 m_memoryLimitBytes = DefaultMemoryLimitMB << 20;
     QList<ZRMCompileWorker *> m_workers;
-    // Per worker, the compile it runs first, then those waiting in its pipe.
-    QHash<ZRMCompileWorker *, QList<ZRMCompileJob>> m_running;
+    QHash<ZRMCompileWorker *, ZRMCompileJob> m_running;
     ZRMCompileQueue m_queue;
     QElapsedTimer m_clock;
     QTimer m_dueTimer;
