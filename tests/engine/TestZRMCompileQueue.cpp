@@ -11,10 +11,10 @@ class TestZRMCompileQueue : public QObject
 {
     Q_OBJECT
 
-    static ZRMCompileJob job(const QString &spec)
+    static ZRMCompileJob job(const QString &word)
     {
-        const QString name = spec.section(u'~', 0, 0).section(u'>', 0, 0);
-        const QString output = spec.contains(u'>') ? spec.section(u'>', 1).section(u'~', 0, 0) : name;
+        const QString name = word.section(u'~', 0, 0).section(u'>', 0, 0);
+        const QString output = word.contains(u'>') ? word.section(u'>', 1).section(u'~', 0, 0) : name;
         return {name + ".less", output + ".css", false, {}, {}, 0};
     }
 

@@ -2,12 +2,10 @@
 #include "engine/ZRMLessCompiler.h"
 #include "engine/ZRMLessCompilerDelegate.h"
 #include "support/NotificationCenter.h"
-#include "support/Resources.h"
 #include "support/StyledText.h"
 
 #include <QDateTime>
 #include <QEventLoop>
-#include <QProcess>
 #include <QTemporaryDir>
 #include <QThread>
 #include <QTest>
@@ -113,60 +111,6 @@ private Q_SLOTS:
             m_engine->findCompiler();
         }
         m_root.reset();
-    }
-
-    void compilesProject_data()
-    {
-        QTest::addColumn<QString>("fileName");
-        QTest::addColumn<bool>("compress");
-        QTest::addColumn<QByteArray>("rule");
-
-        const QByteArray valid = "nav { color: @accent; .rounded(6px); a { .spaced(); color: darken(@accent, 10%); } }";
-        QTest::newRow("plain") << "site.less" << false << valid;
-        QTest::newRow("compressed") << "site.less" << true << valid;
-        QTest::newRow("name with spaces, accents and quotes") << "my site ü \"q\" 'x'.less" << false << valid;
-        QTest::newRow("compiler error") << "site.less" << false << QByteArray("a { color: @undefined; }");
-    }
-
-    // Variables, mixins and imports across files give exactly the CSS of a run
-    // by hand; an error, exactly its message, trimmed.
-    void compilesProject()
-    {
-        QFETCH(QString, fileName);
-        QFETCH(bool, compress);
-        QFETCH(QByteArray, rule);
-
-        FileActions::create(path("less/base/variables.less"), "@accent: #336699;\n@gap: 4px;\n");
-        FileActions::create(path("less/mixins.less"),
-                            ".rounded(@radius: 2px) { border-radius: @radius; }\n.spaced() { margin: @gap * 2; }\n");
-        const QString input = path("less/" + fileName);
-        FileActions::create(input, "@import 'base/variables';\n@import \"mixins.less\";\n" + rule + "\n");
-        const QString output = path("css out/" + fileName + ".css");
-        const QString byHand = path(QStringLiteral("by hand.css"));
-        QDir().mkpath(path(QStringLiteral("css out")));
-        const QString bin = QStringLiteral("engines/bin");
-        QProcess byHandRun;
-        byHandRun.start(Resources::pathForResource(QStringLiteral("node"), {}, bin),
-                        QStringList{Resources::pathForResource(QStringLiteral("lessc"), {}, bin), input, byHand}
-                            + (compress ? QStringList{"--yui-compress", "--no-color"} : QStringList{"--no-color"}));
-        byHandRun.waitForFinished(-1);
-        const QString error = QString::fromUtf8(byHandRun.readAllStandardError()).trimmed();
-        const bool valid = error.isEmpty();
-
-        m_engine->compileFileAtPath(input, output, compress);
-        QCOMPARE(posted(Started, input).size(), 1);
-
-        QTRY_COMPARE_WITH_TIMEOUT(posted(valid ? Succeeded : Failed, input).size(), 1, Timeout);
-        QVERIFY(posted(valid ? Failed : Succeeded).isEmpty());
-        const QVariantMap result = posted(valid ? Succeeded : Failed).first();
-        QCOMPARE(result.value(LinkedToFile).toString(), QString());
-        QCOMPARE(result.value(Result).toString(), valid ? QStringLiteral("Success!") : error);
-        QCOMPARE(result.value(Successful), QVariant(valid));
-        QCOMPARE(FileActions::contentOf(output), FileActions::contentOf(byHand));
-        if (valid)
-            QCOMPARE(FileActions::contentOf(output).contains('\n'), !compress);
-        else
-            QVERIFY(error.contains(QStringLiteral("@undefined is undefined")));
     }
 
     void outputFolder_data()
