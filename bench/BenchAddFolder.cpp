@@ -5,6 +5,7 @@
 #include "app/LessClientAppDelegate.h"
 #include "app/MainAppController.h"
 #include "engine/ZRMLessCompiler.h"
+#include "ui/DesktopUserInterface.h"
 #include "BenchStatistics.h"
 
 #include <QApplication>
@@ -90,7 +91,8 @@ int main(int argc, char *argv[])
     if (!root.isValid() || !createProject(project))
         return 1;
 
-    LessClientAppDelegate delegate(LessClientAppDelegate::Mode::Window);
+    LessClientAppDelegate delegate;
+    DesktopUserInterface desktop(&delegate);
     delegate.applicationWillFinishLaunching();
     MainAppController *controller = delegate.appController();
     // Let the window settle before measuring.

@@ -4,6 +4,7 @@
 // offscreen platform.
 #include "app/LessClientAppDelegate.h"
 #include "engine/ZRMLessCompiler.h"
+#include "ui/DesktopUserInterface.h"
 #include "model/ProjectDataFile.h"
 #include "BenchStatistics.h"
 
@@ -56,7 +57,8 @@ int runChild(int argc, char *argv[], const QElapsedTimer &sinceStart)
     QApplication application(argc, argv);
     FirstPaint firstPaint(sinceStart);
     application.installEventFilter(&firstPaint);
-    LessClientAppDelegate delegate(LessClientAppDelegate::Mode::Window);
+    LessClientAppDelegate delegate;
+    DesktopUserInterface desktop(&delegate);
     double launched = 0;
     QObject::connect(&delegate, &LessClientAppDelegate::applicationDidFinishLaunching,
                      [&] { launched = sinceStart.nsecsElapsed() / 1e6; });

@@ -1,12 +1,15 @@
 #pragma once
 
 #include <QObject>
+#include <QSet>
 
 class MainAppController;
+struct Notification;
 
 // The --compile-all run: waits until the start-up work (loading the project,
 // adding the folders given) has settled, compiles every checked file once,
-// waits for those compiles and reports whether each one succeeded.
+// waits for the outcome of each compile it started and reports whether each
+// one succeeded.
 class CompileAllRun : public QObject
 {
     Q_OBJECT
@@ -24,10 +27,13 @@ private:
     enum class Phase { Settling, Compiling, Done };
 
     void scheduleIdleCheck();
-    void checkWhetherIdle();
+    void checkWhetherSettled();
     void compileAll();
+    void recordOutcome(const Notification &notification);
+    void finish(int exitCode);
 
     MainAppController *m_controller;
     Phase m_phase = Phase::Settling;
+    QSet<QString> m_awaitedFiles;
     bool m_failed = false;
 };

@@ -10,10 +10,9 @@
 #include "support/Resources.h"
 #include "support/UserDefaults.h"
 #include "support/UserDefaultsKeys.h"
-#include "ui/MainMenuController.h"
-#include "ui/ZRMWindow.h"
+#include "UserInterface.h"
 
-#include <QApplication>
+#include <QGuiApplication>
 #include <QDateTime>
 #include <QFile>
 #include <QThread>
@@ -49,9 +48,11 @@ void registerAppDefaults()
 
 } // namespace
 
-LessClientAppDelegate::LessClientAppDelegate(Mode mode, QObject *parent) : QObject(parent), m_mode(mode)
+// The controller reads the preferences as it starts.
+LessClientAppDelegate::LessClientAppDelegate(QObject *parent) : QObject(parent)
 {
     registerAppDefaults();
+    m_appController = new MainAppController(this, this);
 }
 
 // The data file's reader posts back to this object.
@@ -60,20 +61,15 @@ LessClientAppDelegate::~LessClientAppDelegate()
     m_dataFileQueue.waitForDone();
 }
 
-MainMenuController *LessClientAppDelegate::menuControllerReference() const
+void LessClientAppDelegate::setUserInterface(UserInterface *userInterface)
 {
-    return m_menuControllerReference;
-}
-
-void LessClientAppDelegate::setMenuControllerReference(MainMenuController *controller)
-{
-    m_menuControllerReference = controller;
+    m_userInterface = userInterface;
+    m_appController->setUserInterface(userInterface);
 }
 
 void LessClientAppDelegate::applicationWillFinishLaunching(std::optional<bool> autoCompileOverride)
 {
     m_autoCompileOverride = autoCompileOverride;
-    m_appController = new MainAppController(this, this);
     m_projectSaver = std::make_unique<ProjectSaver>(m_appController->appModel(), ProjectDataFile());
     m_projectSaver->setRole(m_projectRole);
     // Headless runs in a desktop session notify too; without a notification
@@ -88,18 +84,16 @@ void LessClientAppDelegate::applicationWillFinishLaunching(std::optional<bool> a
 // print the compiler log instead.
 void LessClientAppDelegate::presentController()
 {
-    if (m_mode == Mode::Headless) {
+    if (!m_userInterface) {
         new CompilerLogPrinter(m_appController->appModel(), this);
         return;
     }
-    new MainMenuController(this);
     if (UserDefaults::standardUserDefaults()->boolForKey(UserDefaultsKeys::UIMode)) {
-        QApplication::setQuitOnLastWindowClosed(false);
-        m_menuControllerReference->displayStatusItem();
-        m_appController->window();
+        QGuiApplication::setQuitOnLastWindowClosed(false);
+        m_userInterface->showInTray();
         return;
     }
-    showMainWindowInFront();
+    m_userInterface->showMainWindowInFront(false);
 }
 
 // Before the project has been read, the switch and the project on disk are
@@ -182,23 +176,15 @@ void LessClientAppDelegate::didLoadDataFromDisk(ProjectDataFile::LoadResult load
 
 bool LessClientAppDelegate::applicationShouldHandleReopen()
 {
-    if (m_mode == Mode::Window)
-        showMainWindowInFront();
+    bringAppToFrontWithBeep(false);
     return true;
 }
 
 void LessClientAppDelegate::bringAppToFrontWithBeep(bool beep)
 {
-    if (m_mode == Mode::Headless)
-        return;
-    if (beep)
-        QApplication::beep();
-    showMainWindowInFront();
+    if (m_userInterface)
+        m_userInterface->showMainWindowInFront(beep);
 }
-
-// Linux desktops have no front application, only active windows, and each
-// window asks to come forward itself.
-void LessClientAppDelegate::transformAppToFront() {}
 
 // Folders added before the project is in would be lost when it arrives.
 bool LessClientAppDelegate::applicationOpenFile(const QString &path)
@@ -208,12 +194,4 @@ bool LessClientAppDelegate::applicationOpenFile(const QString &path)
     else
         m_pathsToOpenWhenLaunched << path;
     return true;
-}
-
-void LessClientAppDelegate::showMainWindowInFront()
-{
-    ZRMWindow *window = m_appController->window();
-    window->show();
-    window->raise();
-    window->activateWindow();
 }

@@ -4,7 +4,6 @@
 #include "model/ProjectSaver.h"
 
 #include <QObject>
-#include <QPointer>
 #include <QString>
 #include <QStringList>
 #include <QThreadPool>
@@ -14,28 +13,28 @@
 
 class GrowlHelper;
 class MainAppController;
-class MainMenuController;
+class UserInterface;
 
 // The application's delegate: registers the default preferences, creates the
-// main window controller, the desktop notifications and (with a window) the
-// menu controller, starts in window, tray or headless mode, loads the
-// project and the auto-compile switch at start, saves both on every change
-// and at quit, and answers the desktop's reopen and open-file requests.
+// main controller and the desktop notifications, starts in window, tray or
+// headless mode, loads the project and the auto-compile switch at start,
+// saves both on every change and at quit, and answers the desktop's reopen
+// and open-file requests.
 class LessClientAppDelegate : public QObject
 {
     Q_OBJECT
 
 public:
-    enum class Mode { Window, Headless };
-
-    // Registers the defaults from the resource AppDefaults.json.
-    explicit LessClientAppDelegate(Mode mode, QObject *parent = nullptr);
+    // Registers the defaults from the resource AppDefaults.json, then creates
+    // the main controller.
+    explicit LessClientAppDelegate(QObject *parent = nullptr);
     ~LessClientAppDelegate() override;
 
     MainAppController *appController() const { return m_appController; }
     GrowlHelper *growler() const { return m_growler; }
-    MainMenuController *menuControllerReference() const;
-    void setMenuControllerReference(MainMenuController *controller);
+    // Without one (the default) Cascader runs headless. Set it before launching.
+    void setUserInterface(UserInterface *userInterface);
+    UserInterface *userInterface() const { return m_userInterface; }
 
     // Start-up: controllers, window or tray, the project, the switch. The
     // project is read off the GUI thread, so the window shows at once;
@@ -56,7 +55,6 @@ public:
 
     bool applicationShouldHandleReopen();
     void bringAppToFrontWithBeep(bool beep);
-    void transformAppToFront();
     // A file or folder opened with Cascader: validated as a folder to add,
     // once the project has been read.
     bool applicationOpenFile(const QString &path);
@@ -66,13 +64,11 @@ Q_SIGNALS:
 
 private:
     void presentController();
-    void showMainWindowInFront();
     void didLoadDataFromDisk(ProjectDataFile::LoadResult loaded);
 
-    Mode m_mode;
     MainAppController *m_appController = nullptr;
     GrowlHelper *m_growler = nullptr;
-    QPointer<MainMenuController> m_menuControllerReference;
+    UserInterface *m_userInterface = nullptr;
     std::optional<bool> m_autoCompileOverride;
     bool m_hasFinishedLaunching = false;
     QStringList m_pathsToOpenWhenLaunched;

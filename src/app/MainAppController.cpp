@@ -1,21 +1,16 @@
 #include "MainAppController.h"
 
-#include "AddFolderPanel.h"
 #include "LessClientAppDelegate.h"
+#include "UserInterface.h"
 #include "engine/ZRMLessCompiler.h"
 #include "support/NotificationCenter.h"
 #include "support/PathUtils.h"
 #include "support/UserDefaults.h"
 #include "support/UserDefaultsKeys.h"
-#include "ui/CompilerArrayController.h"
-#include "ui/FilesArrayController.h"
-#include "ui/PathsArrayController.h"
-#include "ui/ZRMWindow.h"
 
 #include <QDateTime>
 #include <QDir>
 #include <QFile>
-#include <QFileDialog>
 #include <QFileInfo>
 #include <QHash>
 #include <QSet>
@@ -62,17 +57,6 @@ const QString CompilerErrorTitle = QStringLiteral("Compiler Error");
 const QString CompilerNotFoundMessage = QStringLiteral(
     "We could not initialize the LESS compiler engine. Please restart the app. If the problem "
     "continues, choose 'Help', then re-download and install the latest version of CASCADER.app.");
-
-// Open panels.
-const QString ChooseFolderMessage = QStringLiteral("Choose a folder to add:");
-const QString ChooseFolderButton = QStringLiteral("Add");
-const QString ChooseCSSFolderMessage = QStringLiteral("Choose where to put the compiled CSS file:");
-const QString ChooseCSSFolderButton = QStringLiteral("Choose");
-
-// The refresh overlay.
-constexpr double RefreshOverlayDuration = 0.75;
-const QString RefreshOverlayIcon = QStringLiteral("thumbs.png");
-const QString RefreshOverlayTitle = QStringLiteral("Refresh Complete");
 
 // The compiler log.
 constexpr RgbaColor SuccessGreen{0, 0.573, 0, 1};
@@ -161,15 +145,6 @@ void postToMainThread(QObject *receiver, Function function)
     QMetaObject::invokeMethod(receiver, std::move(function), Qt::QueuedConnection);
 }
 
-// Window-modal, and gone once answered. Both panels are Qt's own, which show
-// the message and the button as given.
-void openPanel(QFileDialog *panel)
-{
-    panel->setAttribute(Qt::WA_DeleteOnClose);
-    panel->setWindowModality(Qt::WindowModal);
-    panel->open();
-}
-
 } // namespace
 
 struct MainAppController::AbsorbedFolder
@@ -225,9 +200,6 @@ MainAppController::MainAppController(LessClientAppDelegate *appDelegate, QObject
     : QObject(parent),
       m_appDelegate(appDelegate),
       m_lessCompiler(ZRMLessCompiler::sharedLessCompiler()),
-      m_pathsController(new PathsArrayController(this, this)),
-      m_filesController(new FilesArrayController(this, m_pathsController, this)),
-      m_compilerController(new CompilerArrayController(this, this)),
       m_watchSliceTimer(new QTimer(this))
 {
     // A timer rather than a posted call, so that input and timers get their turn between slices.
@@ -251,18 +223,6 @@ MainAppController::~MainAppController()
     unregisterForCompilerNotifications();
     if (m_lessCompiler->compilerDelegate() == this)
         m_lessCompiler->setCompilerDelegate(nullptr);
-    // The window and the list controllers read the model, which goes first.
-    delete m_window;
-    delete m_compilerController;
-    delete m_filesController;
-    delete m_pathsController;
-}
-
-ZRMWindow *MainAppController::window()
-{
-    if (!m_window)
-        m_window = new ZRMWindow(this);
-    return m_window;
 }
 
 void MainAppController::setJAutoCompileEnabled(bool enabled)
@@ -317,51 +277,14 @@ void MainAppController::scrollTableViewsToLastRow()
     Q_EMIT scrollTableViewsToLastRowRequested();
 }
 
-void MainAppController::throwErrorSheetWithTitle(const QString &title, const QString &message)
+void MainAppController::reportError(const QString &title, const QString &message)
 {
-    if (hasWindow()) {
-        m_window->showErrorSheet(title, message);
+    if (m_userInterface) {
+        m_userInterface->showError(title, message);
         return;
     }
     std::fprintf(stderr, "%s: %s\n", qUtf8Printable(title), qUtf8Printable(message));
     std::fflush(stderr);
-}
-
-void MainAppController::choosePath()
-{
-    auto *panel = new AddFolderPanel(window(), ChooseFolderMessage, ChooseFolderButton);
-    connect(panel, &QFileDialog::filesSelected, this, &MainAppController::filePanelDidEnd);
-    openPanel(panel);
-}
-
-void MainAppController::filePanelDidEnd(const QStringList &chosenPaths)
-{
-    if (!chosenPaths.isEmpty())
-        beginValidatingPath(chosenPaths.constFirst());
-}
-
-void MainAppController::handlePathButtons(int selectedSegment)
-{
-    switch (selectedSegment) {
-    case 0:
-        choosePath();
-        break;
-    case 1:
-        removePath();
-        break;
-    case 2:
-        // A manual refresh pushes the next automatic one a whole period away.
-        setRefreshTimer();
-        refreshWatchedFolders();
-        break;
-    default:
-        break;
-    }
-}
-
-void MainAppController::removePath()
-{
-    m_pathsController->remove();
 }
 
 // One add at a time, so that each one's overlap checks see every folder added
@@ -428,7 +351,7 @@ void MainAppController::didFinishValidatingPathWithResult(const QVariantMap &res
 {
     hideSpinner();
     if (result.value(ResultKey::Result).toString().compare(Pass, Qt::CaseInsensitive) != 0) {
-        throwErrorSheetWithTitle(result.value(ResultKey::ErrorTitle).toString(),
+        reportError(result.value(ResultKey::ErrorTitle).toString(),
                                  result.value(ResultKey::ErrorMessage).toString());
         didFinishAdding();
         return;
@@ -468,32 +391,6 @@ void MainAppController::didFinishAdding()
     m_addInProgress = false;
     if (!m_pendingAdds.isEmpty())
         validateNextPath();
-}
-
-// Starts in the folder of the first selected file.
-void MainAppController::chooseCSSPath()
-{
-    auto *panel = new QFileDialog(window(), ChooseCSSFolderMessage);
-    panel->setOption(QFileDialog::DontUseNativeDialog);
-    panel->setFileMode(QFileDialog::Directory);
-    panel->setOption(QFileDialog::ShowDirsOnly);
-    panel->setLabelText(QFileDialog::Accept, ChooseCSSFolderButton);
-    const QString firstSelectedFile = m_filesController->pathForFirstSelectedLESSFile();
-    if (!firstSelectedFile.isEmpty())
-        panel->setDirectory(deletingLastPathComponent(firstSelectedFile));
-    connect(panel, &QFileDialog::filesSelected, this, &MainAppController::CSSFilePanelDidEnd);
-    openPanel(panel);
-}
-
-void MainAppController::CSSFilePanelDidEnd(const QStringList &chosenPaths)
-{
-    if (!chosenPaths.isEmpty())
-        m_filesController->setCSSFileOutputPathOnSelectedLESSFiles(chosenPaths.constFirst());
-}
-
-void MainAppController::clearCSSPath()
-{
-    m_filesController->clearCSSFileOutputPathOnSelectedLESSFiles();
 }
 
 void MainAppController::beginAutoSettingCSSPaths()
@@ -676,8 +573,6 @@ void MainAppController::reportUndecodableFiles(const QString &folder, const QLis
 void MainAppController::didFinishRefreshingWatchedPathsAndShouldNotifyUserWhenDone(bool notify)
 {
     hideSpinner();
-    if (notify && hasWindow())
-        m_window->flashOverlayWithDuration(RefreshOverlayDuration, RefreshOverlayIcon, RefreshOverlayTitle);
     Q_EMIT refreshFinished(notify);
 }
 
@@ -725,7 +620,7 @@ void MainAppController::didFinishRefreshingImportLinks()
 // Checked files only; the switch does not matter here. The files that import
 // the most go first: they take longest, and the small ones fill in beside
 // them on the other workers.
-void MainAppController::compileAllFiles()
+QStringList MainAppController::compileAllFiles()
 {
     QHash<QString, int> importCounts;
     for (const LessHolder *file : m_appModel.getAllLessHoldersAndIncludeIgnoredOnes(true)) {
@@ -736,9 +631,13 @@ void MainAppController::compileAllFiles()
     std::stable_sort(files.begin(), files.end(), [&importCounts](const LessHolder *a, const LessHolder *b) {
         return importCounts.value(a->lessFileFullPath()) > importCounts.value(b->lessFileFullPath());
     });
-    for (const LessHolder *file : files)
-        m_lessCompiler->compileFileAtPath(file->lessFileFullPath(), file->targetCSSFileFullPath(),
-                                          file->shouldCompressCSSOutput());
+    QStringList started;
+    for (const LessHolder *file : files) {
+        if (m_lessCompiler->compileFileAtPath(file->lessFileFullPath(), file->targetCSSFileFullPath(),
+                                              file->shouldCompressCSSOutput()))
+            started << file->lessFileFullPath();
+    }
+    return started;
 }
 
 void MainAppController::awakenAutoCompile()
@@ -862,8 +761,8 @@ void MainAppController::reportMissingCompiler(const QString &reason)
     m_appModel.addNewCompilerResultWithTime(QDateTime::currentDateTime(), CompilerLogFile,
                                             StyledText(message, StyledText::Red));
     setActiveTabViewIndex(CompilerLogTab);
-    if (!hasWindow())
-        throwErrorSheetWithTitle(CompilerErrorTitle, message);
+    if (!m_userInterface)
+        reportError(CompilerErrorTitle, message);
 }
 
 // The engine's note on the file that triggered the compile follows in grey.

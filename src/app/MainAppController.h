@@ -4,7 +4,6 @@
 #include "model/LessModel.h"
 
 #include <QObject>
-#include <QPointer>
 #include <QSet>
 #include <QThreadPool>
 #include <QTimer>
@@ -12,12 +11,9 @@
 
 #include <functional>
 
-class CompilerArrayController;
-class FilesArrayController;
 class LessClientAppDelegate;
-class PathsArrayController;
+class UserInterface;
 class ZRMLessCompiler;
-class ZRMWindow;
 struct Notification;
 
 // The controller of the main window and owner of the project: adding and
@@ -27,8 +23,8 @@ struct Notification;
 //
 // Background work reads and computes on operationQueue; every change of the
 // model is made on the GUI thread, in the order the workflow describes. The
-// controller works without a window (headless mode): then error sheets go to
-// standard error as "title: message".
+// controller works without a user interface (headless mode): then errors go
+// to standard error as "title: message".
 class MainAppController : public QObject, public ZRMLessCompilerDelegate
 {
     Q_OBJECT
@@ -47,12 +43,7 @@ public:
 
     LessClientAppDelegate *appDelegate() const { return m_appDelegate; }
     LessModel *appModel() { return &m_appModel; }
-    PathsArrayController *pathsController() const { return m_pathsController; }
-    FilesArrayController *filesController() const { return m_filesController; }
-    CompilerArrayController *compilerController() const { return m_compilerController; }
-    // The main window, created (not shown) on first use. Headless runs never ask.
-    ZRMWindow *window();
-    bool hasWindow() const { return !m_window.isNull(); }
+    void setUserInterface(UserInterface *userInterface) { m_userInterface = userInterface; }
 
     bool jAutoCompileEnabled() const { return m_jAutoCompileEnabled; }
     void setJAutoCompileEnabled(bool enabled);
@@ -66,21 +57,13 @@ public:
     void showSpinnerWithMessage(const QString &message);
     void hideSpinner();
     void scrollTableViewsToLastRow();
-    void throwErrorSheetWithTitle(const QString &title, const QString &message);
+    // In the window, or on standard error when there is none.
+    void reportError(const QString &title, const QString &message);
 
     // Adding a folder.
-    void choosePath();
-    void filePanelDidEnd(const QStringList &chosenPaths);
-    // Segment 0 adds, 1 removes, 2 refreshes.
-    void handlePathButtons(int selectedSegment);
-    void removePath();
     void beginValidatingPath(const QString &path);
     void addPathToWatchList(const QString &folder);
 
-    // CSS output paths.
-    void chooseCSSPath();
-    void CSSFilePanelDidEnd(const QStringList &chosenPaths);
-    void clearCSSPath();
     void beginAutoSettingCSSPaths();
 
     // Refreshing.
@@ -91,7 +74,8 @@ public:
     void refreshImportLinks();
 
     // Auto-compile and the compiler log.
-    void compileAllFiles();
+    // The files whose outcome the engine will announce.
+    QStringList compileAllFiles();
     void awakenAutoCompile();
     void toggleAutoCompile();
     void refreshAutoCompileWatchList();
@@ -157,6 +141,7 @@ private:
     void queue(std::function<void()> work);
 
     LessClientAppDelegate *m_appDelegate;
+    UserInterface *m_userInterface = nullptr;
     QThreadPool m_operationQueue;
     ZRMLessCompiler *m_lessCompiler;
     bool m_addInProgress = false;
@@ -167,10 +152,6 @@ private:
     QTimer *m_refreshTimer = nullptr;
     int m_activeTabViewIndex = 0;
     LessModel m_appModel;
-    PathsArrayController *m_pathsController;
-    FilesArrayController *m_filesController;
-    CompilerArrayController *m_compilerController;
-    QPointer<ZRMWindow> m_window;
     // Files on their way to the engine's watch list, in order.
     QStringList m_watchQueue;
     QSet<QString> m_filesAwaitingWatch;

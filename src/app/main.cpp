@@ -7,6 +7,7 @@
 #include "engine/ZRMLessCompiler.h"
 #include "support/BundleInfo.h"
 #include "ui/ApplicationIcon.h"
+#include "ui/DesktopUserInterface.h"
 
 #include <QApplication>
 #include <QDir>
@@ -81,8 +82,10 @@ int runUntilQuit(const CommandLineOptions &options, const QStringList &paths)
         return handOffToRunningInstance(runningInstance, paths);
     startCompilerWorkers();
 
-    LessClientAppDelegate delegate(options.mode == Mode::Headless ? LessClientAppDelegate::Mode::Headless
-                                                                  : LessClientAppDelegate::Mode::Window);
+    LessClientAppDelegate delegate;
+    std::unique_ptr<DesktopUserInterface> desktop;
+    if (options.mode == Mode::Window)
+        desktop = std::make_unique<DesktopUserInterface>(&delegate);
     QObject::connect(&runningInstance, &RunningInstance::openFileRequested, &delegate,
                      &LessClientAppDelegate::applicationOpenFile);
     QObject::connect(&runningInstance, &RunningInstance::reopenRequested, &delegate,
@@ -104,7 +107,7 @@ int runUntilQuit(const CommandLineOptions &options, const QStringList &paths)
 int runCompileAll(const CommandLineOptions &options, const QStringList &paths)
 {
     startCompilerWorkers();
-    LessClientAppDelegate delegate(LessClientAppDelegate::Mode::Headless);
+    LessClientAppDelegate delegate;
     const RunningInstance runningInstance;
     if (runningInstance.isRunning()) {
         delegate.setProjectRole(ProjectSaver::Role::ReadOnly);

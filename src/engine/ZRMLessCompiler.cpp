@@ -213,19 +213,19 @@ void ZRMLessCompiler::reportMissingCompiler(const QString &reason)
     m_notificationCenter->post(ZRMLCFailedToFindCompilerEngineNotification, this, {{Result, reason}});
 }
 
-void ZRMLessCompiler::compileFileAtPath(const QString &path, const QString &toPath, bool compress)
+bool ZRMLessCompiler::compileFileAtPath(const QString &path, const QString &toPath, bool compress)
 {
-    beginCompilingFileAtPath(path, toPath, QString(), compress);
+    return beginCompilingFileAtPath(path, toPath, QString(), compress);
 }
 
 // A compile asked for while the same one waits merges into it and posts no
 // second start. Importers wait a moment, so that the other saves of a burst
 // join them.
-void ZRMLessCompiler::beginCompilingFileAtPath(const QString &path, const QString &toPath,
+bool ZRMLessCompiler::beginCompilingFileAtPath(const QString &path, const QString &toPath,
                                                const QString &linkedToPath, bool compress)
 {
     if (!compilerIsUsable())
-        return;
+        return false;
     const QString label = linkedToPath.isEmpty() ? QString()
                                                  : QStringLiteral("[Triggered by: %1]")
                                                        .arg(PathUtils::lastPathComponent(linkedToPath));
@@ -235,10 +235,11 @@ void ZRMLessCompiler::beginCompilingFileAtPath(const QString &path, const QStrin
         QMetaObject::invokeMethod(
             this, [this, job] { didFinishCompiling(job, false, OutputFolderMissingMessage); },
             Qt::QueuedConnection);
-        return;
+        return true;
     }
     if (m_pool.compile(job, linkedToPath.isEmpty() ? 0 : ImporterSettleMs))
         postStart(path);
+    return true;
 }
 
 void ZRMLessCompiler::postStart(const QString &path)

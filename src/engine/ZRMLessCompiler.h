@@ -64,9 +64,11 @@ public:
     QString pathToCompiler() const { return m_pathToCompiler; }
     ZRMCompilerPool *pool() { return &m_pool; }
 
-    void compileFileAtPath(const QString &path, const QString &toPath, bool compress);
+    // Both return whether the compile's outcome will be announced: false when
+    // there is no usable compiler.
+    bool compileFileAtPath(const QString &path, const QString &toPath, bool compress);
     // linkedToPath: the file whose change triggered this compile, or empty.
-    void beginCompilingFileAtPath(const QString &path, const QString &toPath, const QString &linkedToPath,
+    bool beginCompilingFileAtPath(const QString &path, const QString &toPath, const QString &linkedToPath,
                                   bool compress);
 
     // The LESS files beneath folder, depth first, without those whose path

@@ -1,7 +1,7 @@
 #include "CompilerArrayController.h"
 
 #include "ZRMCompilerResultTableCell.h"
-#include "app/MainAppController.h"
+#include "model/LessModel.h"
 #include "support/PathUtils.h"
 
 #include <QColor>
@@ -57,8 +57,8 @@ QVariant resultData(const StyledText &result, int role)
 
 } // namespace
 
-CompilerArrayController::CompilerArrayController(MainAppController *appController, QObject *parent)
-    : QAbstractTableModel(parent), m_model(appController->appModel())
+CompilerArrayController::CompilerArrayController(LessModel *model, QObject *parent)
+    : QAbstractTableModel(parent), m_model(model)
 {
     followModel();
 }

@@ -3,7 +3,6 @@
 #include <QAbstractTableModel>
 
 class LessModel;
-class MainAppController;
 class QHeaderView;
 
 // The compiler log table: time, file and result, the result being the third
@@ -19,7 +18,7 @@ class CompilerArrayController : public QAbstractTableModel
 public:
     enum Column { TimeColumn, FileColumn, ResultColumn, ColumnCount };
 
-    explicit CompilerArrayController(MainAppController *appController, QObject *parent = nullptr);
+    explicit CompilerArrayController(LessModel *model, QObject *parent = nullptr);
 
     int rowCount(const QModelIndex &parent = {}) const override;
     int columnCount(const QModelIndex &parent = {}) const override;

@@ -1,9 +1,8 @@
 #include "FilesArrayController.h"
 
-#include "FileViewer.h"
 #include "ItemRoles.h"
 #include "PathsArrayController.h"
-#include "app/MainAppController.h"
+#include "model/LessModel.h"
 #include "model/TableViewCellKeys.h"
 
 #include <QItemSelectionModel>
@@ -40,12 +39,9 @@ QString accessibleText(const LessHolder *file)
 
 } // namespace
 
-FilesArrayController::FilesArrayController(MainAppController *appController,
-                                           PathsArrayController *pathsController, QObject *parent)
-    : QAbstractListModel(parent),
-      m_model(appController->appModel()),
-      m_pathsController(pathsController),
-      m_selectionModel(new QItemSelectionModel(this, this))
+FilesArrayController::FilesArrayController(LessModel *model, PathsArrayController *pathsController,
+                                           QObject *parent)
+    : SelectableListModel(parent), m_model(model), m_pathsController(pathsController)
 {
     // Connected after the folder list, which therefore updates its rows and
     // selection before this list follows.
@@ -227,13 +223,16 @@ LessHolder *FilesArrayController::lessFileAtRow(int row) const
     return nullptr;
 }
 
+QString FilesArrayController::fullPathOfRow(int row) const
+{
+    return lessFileAtRow(row)->lessFileFullPath();
+}
+
 QList<LessHolder *> FilesArrayController::selectedObjects() const
 {
-    QModelIndexList rows = m_selectionModel->selectedRows();
-    std::sort(rows.begin(), rows.end());
     QList<LessHolder *> files;
-    for (const QModelIndex &row : rows)
-        files << lessFileAtRow(row.row());
+    for (int row : selectedRows())
+        files << lessFileAtRow(row);
     return files;
 }
 
@@ -253,20 +252,6 @@ QString FilesArrayController::pathForFirstSelectedLESSFile() const
 {
     const QList<LessHolder *> files = selectedObjects();
     return files.isEmpty() ? QString() : files.constFirst()->lessFileFullPath();
-}
-
-void FilesArrayController::revealSelectedRowsInFinder() const
-{
-    QStringList paths;
-    for (const LessHolder *file : selectedObjects())
-        paths << file->lessFileFullPath();
-    FileViewer::reveal(paths);
-}
-
-void FilesArrayController::handleDoubleClicks(const QModelIndex &index) const
-{
-    if (isRow(index))
-        FileViewer::reveal({lessFileAtRow(index.row())->lessFileFullPath()});
 }
 
 int FilesArrayController::rowCount(const QModelIndex &parent) const
@@ -312,9 +297,4 @@ Qt::ItemFlags FilesArrayController::flags(const QModelIndex &index) const
     return isRow(index) ? Qt::ItemIsSelectable | Qt::ItemIsEnabled | Qt::ItemIsUserCheckable
                               | Qt::ItemNeverHasChildren
                         : Qt::NoItemFlags;
-}
-
-bool FilesArrayController::isRow(const QModelIndex &index) const
-{
-    return index.isValid() && checkIndex(index, CheckIndexOption::ParentIsInvalid);
 }

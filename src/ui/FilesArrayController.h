@@ -1,30 +1,26 @@
 #pragma once
 
+#include "SelectableListModel.h"
 #include "model/LessHolder.h"
 
-#include <QAbstractListModel>
-
 class LessModel;
-class MainAppController;
 class PathHolder;
 class PathsArrayController;
-class QItemSelectionModel;
 
 // The LESS-files table: the files of the selected folders, in folder then file
 // order, each with its check box (Qt::CheckStateRole, editable).
 //
 // The rows are kept as one block per selected folder, so that a change in one
 // folder, or a folder selected or deselected, moves only the rows concerned.
-class FilesArrayController : public QAbstractListModel
+class FilesArrayController : public SelectableListModel
 {
     Q_OBJECT
 
 public:
-    FilesArrayController(MainAppController *appController, PathsArrayController *pathsController,
-                         QObject *parent = nullptr);
+    FilesArrayController(LessModel *model, PathsArrayController *pathsController, QObject *parent = nullptr);
 
-    QItemSelectionModel *selectionModel() const { return m_selectionModel; }
     LessHolder *lessFileAtRow(int row) const;
+    QString fullPathOfRow(int row) const override;
     // The selected files, in row order.
     QList<LessHolder *> selectedObjects() const;
 
@@ -32,9 +28,6 @@ public:
     void clearCSSFileOutputPathOnSelectedLESSFiles();
     // Empty when nothing is selected.
     QString pathForFirstSelectedLESSFile() const;
-    void revealSelectedRowsInFinder() const;
-    // Reveals the file of a double-clicked row; a click below the rows does nothing.
-    void handleDoubleClicks(const QModelIndex &index) const;
 
     int rowCount(const QModelIndex &parent = {}) const override;
     QVariant data(const QModelIndex &index, int role = Qt::DisplayRole) const override;
@@ -66,10 +59,8 @@ private:
     void removeFilesBeforeReset(int pathRow);
     void insertFilesAfterReset(int pathRow);
     void announceFileChanged(int pathRow, int fileRow, LessHolder::Field field);
-    bool isRow(const QModelIndex &index) const;
 
     LessModel *m_model;
     PathsArrayController *m_pathsController;
-    QItemSelectionModel *m_selectionModel;
     QList<Block> m_blocks;
 };

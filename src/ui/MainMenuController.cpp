@@ -85,15 +85,13 @@ void showAlertWithButton(const QString &title, const QString &message, const QSt
 
 } // namespace
 
-MainMenuController::MainMenuController(LessClientAppDelegate *appDelegate)
-    : QObject(appDelegate), m_appDelegate(appDelegate), m_statusBarImage(ApplicationIcon::icon())
+MainMenuController::MainMenuController(LessClientAppDelegate *appDelegate, ZRMWindow *window, QObject *parent)
+    : QObject(parent), m_appDelegate(appDelegate), m_statusBarImage(ApplicationIcon::icon())
 {
     scheduleStartupUpdateCheck();
     createActions();
     buildStatusBarMenu();
-    m_appDelegate->appController()->window()->addApplicationCommands(
-        m_preferencesAction, {m_helpAction, m_checkForUpdatesAction, m_aboutAction});
-    m_appDelegate->setMenuControllerReference(this);
+    window->addApplicationCommands(m_preferencesAction, {m_helpAction, m_checkForUpdatesAction, m_aboutAction});
 }
 
 MainMenuController::~MainMenuController() = default;
@@ -112,7 +110,6 @@ void MainMenuController::displayStatusItem()
 
 void MainMenuController::showAppWindow()
 {
-    m_appDelegate->transformAppToFront();
     m_appDelegate->bringAppToFrontWithBeep(false);
 }
 
@@ -121,7 +118,6 @@ void MainMenuController::openPreferencesWindow()
 {
     if (!m_prefController)
         m_prefController = std::make_unique<PreferencesController>();
-    m_appDelegate->transformAppToFront();
     m_prefController->show();
     m_prefController->raise();
     m_prefController->activateWindow();
@@ -131,7 +127,6 @@ void MainMenuController::openAboutWindow()
 {
     if (!m_aboutController)
         m_aboutController = std::make_unique<AboutWindowController>();
-    m_appDelegate->transformAppToFront();
     m_aboutController->show();
     m_aboutController->raise();
     m_aboutController->activateWindow();
@@ -239,7 +234,7 @@ void MainMenuController::didFinishFetchingAppUpdateInfoWithResult(const QVariant
     if (result.value(UpdatesHelperKey::Success).toBool())
         showUpdateResult(result.value(UpdatesHelperKey::ResultDictionary).toMap(), silentFail);
     else if (!silentFail)
-        m_appDelegate->appController()->throwErrorSheetWithTitle(
+        m_appDelegate->appController()->reportError(
             CouldNotCheckTitle, result.value(UpdatesHelperKey::ErrorMessage).toString());
     m_appDelegate->appController()->hideSpinner();
 }

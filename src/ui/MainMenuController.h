@@ -14,6 +14,7 @@ class QAction;
 class QMenu;
 class QSystemTrayIcon;
 class QTimer;
+class ZRMWindow;
 
 // The application's own commands: the tray icon and its menu in tray mode,
 // the Preferences and Help commands of the main window, the preferences and
@@ -26,9 +27,8 @@ public:
     // Wait after start-up before the automatic update check.
     static constexpr int StartupUpdateCheckDelayMs = 9000;
 
-    // Registers itself with the delegate, whose main window controller must
-    // exist, and adds its commands to the main window.
-    explicit MainMenuController(LessClientAppDelegate *appDelegate);
+    // Adds its commands to the main window.
+    MainMenuController(LessClientAppDelegate *appDelegate, ZRMWindow *window, QObject *parent = nullptr);
     ~MainMenuController() override;
 
     // Tray mode: the icon with the menu.

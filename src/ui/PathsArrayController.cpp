@@ -1,17 +1,14 @@
 #include "PathsArrayController.h"
 
-#include "FileViewer.h"
 #include "ItemRoles.h"
 #include "ZRMIconAndBadgeTableCell.h"
-#include "app/MainAppController.h"
+#include "model/LessModel.h"
 #include "model/TableViewCellKeys.h"
 
 #include <QApplication>
 #include <QIcon>
 #include <QItemSelectionModel>
 #include <QStyle>
-
-#include <algorithm>
 
 namespace {
 
@@ -45,14 +42,11 @@ QString accessibleText(const QVariantMap &values)
 
 } // namespace
 
-PathsArrayController::PathsArrayController(MainAppController *appController, QObject *parent)
-    : QAbstractListModel(parent),
-      m_appController(appController),
-      m_model(appController->appModel()),
-      m_selectionModel(new QItemSelectionModel(this, this))
+PathsArrayController::PathsArrayController(LessModel *model, QObject *parent)
+    : SelectableListModel(parent), m_model(model)
 {
     followModel();
-    connect(m_selectionModel, &QItemSelectionModel::selectionChanged, this,
+    connect(selectionModel(), &QItemSelectionModel::selectionChanged, this,
             &PathsArrayController::updateCanRemove);
     // A reset clears the selection without announcing it.
     connect(this, &QAbstractItemModel::modelReset, this, &PathsArrayController::updateCanRemove);
@@ -82,7 +76,7 @@ void PathsArrayController::announceRowCount()
 
 void PathsArrayController::updateCanRemove()
 {
-    const bool canRemoveNow = m_selectionModel->hasSelection();
+    const bool canRemoveNow = selectionModel()->hasSelection();
     if (canRemoveNow == m_canRemove)
         return;
     m_canRemove = canRemoveNow;
@@ -103,13 +97,16 @@ PathHolder *PathsArrayController::pathAtRow(int row) const
     return m_model->pathData().at(row).get();
 }
 
+QString PathsArrayController::fullPathOfRow(int row) const
+{
+    return pathAtRow(row)->userSelectedFullPath();
+}
+
 QList<PathHolder *> PathsArrayController::selectedObjects() const
 {
-    QModelIndexList rows = m_selectionModel->selectedRows();
-    std::sort(rows.begin(), rows.end());
     QList<PathHolder *> folders;
-    for (const QModelIndex &row : rows)
-        folders << pathAtRow(row.row());
+    for (int row : selectedRows())
+        folders << pathAtRow(row);
     return folders;
 }
 
@@ -131,23 +128,9 @@ void PathsArrayController::remove()
         return;
     lessFiles.removeDuplicates();
     // All watches go before any folder does.
-    m_appController->removeLessFilesFromAutoCompileList(lessFiles);
+    Q_EMIT lessFilesAboutToBeRemoved(lessFiles);
     for (const QString &folder : folders)
         m_model->removePathFromModel(folder);
-}
-
-void PathsArrayController::revealSelectedRowsInFinder() const
-{
-    QStringList folders;
-    for (const PathHolder *folder : selectedObjects())
-        folders << folder->userSelectedFullPath();
-    FileViewer::reveal(folders);
-}
-
-void PathsArrayController::handleDoubleClicks(const QModelIndex &index) const
-{
-    if (isRow(index))
-        FileViewer::reveal({pathAtRow(index.row())->userSelectedFullPath()});
 }
 
 int PathsArrayController::rowCount(const QModelIndex &parent) const
@@ -183,9 +166,4 @@ Qt::ItemFlags PathsArrayController::flags(const QModelIndex &index) const
 {
     return isRow(index) ? Qt::ItemIsSelectable | Qt::ItemIsEnabled | Qt::ItemNeverHasChildren
                         : Qt::NoItemFlags;
-}
-
-bool PathsArrayController::isRow(const QModelIndex &index) const
-{
-    return index.isValid() && checkIndex(index, CheckIndexOption::ParentIsInvalid);
 }

@@ -1,5 +1,6 @@
 #include "ZRMWindow.h"
 
+#include "AddFolderPanel.h"
 #include "CompilerArrayController.h"
 #include "FilesArrayController.h"
 #include "PathsArrayController.h"
@@ -28,6 +29,7 @@
 #include <QDir>
 #include <QDragEnterEvent>
 #include <QDropEvent>
+#include <QFileDialog>
 #include <QGridLayout>
 #include <QHBoxLayout>
 #include <QHeaderView>
@@ -64,6 +66,17 @@ const QString DefaultFlashIconName = QStringLiteral("lesslogo.png");
 const QString LessFileIconName = QStringLiteral("lessFileIcon.png");
 const QString DropFolderIconName = QStringLiteral("folder");
 const QString FlashTimerName = QStringLiteral("flashTimer");
+
+// Open panels.
+const QString ChooseFolderMessage = QStringLiteral("Choose a folder to add:");
+const QString ChooseFolderButton = QStringLiteral("Add");
+const QString ChooseCSSFolderMessage = QStringLiteral("Choose where to put the compiled CSS file:");
+const QString ChooseCSSFolderButton = QStringLiteral("Choose");
+
+// The refresh overlay.
+constexpr double RefreshOverlayDuration = 0.75;
+const QString RefreshOverlayIcon = QStringLiteral("thumbs.png");
+const QString RefreshOverlayTitle = QStringLiteral("Refresh Complete");
 
 // Remembered between runs.
 const QString WindowGeometryKey = QStringLiteral("mainWindowGeometry");
@@ -145,6 +158,15 @@ QAction *createSeparator(QObject *parent)
     return separator;
 }
 
+// Window-modal, and gone once answered. Both panels are Qt's own, which show
+// the message and the button as given.
+void openPanel(QFileDialog *panel)
+{
+    panel->setAttribute(Qt::WA_DeleteOnClose);
+    panel->setWindowModality(Qt::WindowModal);
+    panel->open();
+}
+
 QWidget *createPane(QLayout *layout, QWidget *parent)
 {
     auto *pane = new QWidget(parent);
@@ -156,8 +178,14 @@ QWidget *createPane(QLayout *layout, QWidget *parent)
 } // namespace
 
 ZRMWindow::ZRMWindow(MainAppController *appController, QWidget *parent)
-    : QMainWindow(parent), m_appController(appController)
+    : QMainWindow(parent),
+      m_appController(appController),
+      m_pathsController(new PathsArrayController(appController->appModel(), this)),
+      m_filesController(new FilesArrayController(appController->appModel(), m_pathsController, this)),
+      m_compilerController(new CompilerArrayController(appController->appModel(), this))
 {
+    connect(m_pathsController, &PathsArrayController::lessFilesAboutToBeRemoved, appController,
+            &MainAppController::removeLessFilesFromAutoCompileList);
     setWindowTitle(WindowTitle);
     setWindowIcon(applicationIcon());
     createActions();
@@ -213,46 +241,46 @@ QAction *ZRMWindow::createAction(const QString &text, const QKeySequence &shortc
     return action;
 }
 
-QAction *ZRMWindow::createCommand(const QString &text, const QKeySequence &shortcut,
-                                  void (MainAppController::*command)())
+template<typename Receiver>
+QAction *ZRMWindow::createCommand(const QString &text, const QKeySequence &shortcut, Receiver *receiver,
+                                  void (Receiver::*command)())
 {
     QAction *action = createAction(text, shortcut);
-    connect(action, &QAction::triggered, m_appController, command);
+    connect(action, &QAction::triggered, receiver, command);
     return action;
 }
 
 void ZRMWindow::createActions()
 {
-    m_addFolderAction = createCommand(tr("&Add Folder…"), QKeySequence(Qt::CTRL | Qt::Key_O),
-                                      &MainAppController::choosePath);
-    m_removeFolderAction = createCommand(tr("&Remove Folder"), QKeySequence::Delete,
-                                         &MainAppController::removePath);
+    m_addFolderAction = createCommand(tr("&Add Folder…"), QKeySequence(Qt::CTRL | Qt::Key_O), this,
+                                      &ZRMWindow::choosePath);
+    m_removeFolderAction = createCommand(tr("&Remove Folder"), QKeySequence::Delete, this,
+                                         &ZRMWindow::removePath);
     // Delete removes folders only while the folder list (or the menu) has the focus.
     m_removeFolderAction->setShortcutContext(Qt::WidgetWithChildrenShortcut);
     m_refreshFoldersAction = createCommand(tr("R&efresh Folders"), QKeySequence(Qt::CTRL | Qt::Key_R),
-                                           &MainAppController::refreshWatchedFolders);
+                                           m_appController, &MainAppController::refreshWatchedFolders);
     m_revealFoldersAction = createAction(tr("Show in File Manager"));
-    connect(m_revealFoldersAction, &QAction::triggered, m_appController->pathsController(),
+    connect(m_revealFoldersAction, &QAction::triggered, m_pathsController,
             &PathsArrayController::revealSelectedRowsInFinder);
     m_quitAction = createAction(tr("&Quit"), QKeySequence(Qt::CTRL | Qt::Key_Q));
     m_quitAction->setMenuRole(QAction::QuitRole);
     connect(m_quitAction, &QAction::triggered, qApp, &QCoreApplication::quit, Qt::QueuedConnection);
 
-    m_compileAllAction = createCommand(tr("&Compile All"), QKeySequence(Qt::CTRL | Qt::Key_B),
-                                       &MainAppController::compileAllFiles);
+    m_compileAllAction = createAction(tr("&Compile All"), QKeySequence(Qt::CTRL | Qt::Key_B));
+    connect(m_compileAllAction, &QAction::triggered, m_appController, [this] { m_appController->compileAllFiles(); });
     m_autoCompileAction = createAction(tr("&Auto-Compile"), QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_A));
     m_autoCompileAction->setCheckable(true);
     m_autoCompileAction->setToolTip(tr("Compile LESS files whenever they are saved"));
     connect(m_autoCompileAction, &QAction::triggered, this, &ZRMWindow::toggleAutoCompile);
-    m_chooseCSSPathAction = createCommand(tr("C&hoose CSS Output Folder…"), {},
-                                          &MainAppController::chooseCSSPath);
-    m_clearCSSPathAction = createCommand(tr("&Reset CSS Output"), {}, &MainAppController::clearCSSPath);
+    m_chooseCSSPathAction = createCommand(tr("C&hoose CSS Output Folder…"), {}, this, &ZRMWindow::chooseCSSPath);
+    m_clearCSSPathAction = createCommand(tr("&Reset CSS Output"), {}, this, &ZRMWindow::clearCSSPath);
     m_revealFilesAction = createAction(tr("Show in File Manager"));
-    connect(m_revealFilesAction, &QAction::triggered, m_appController->filesController(),
+    connect(m_revealFilesAction, &QAction::triggered, m_filesController,
             &FilesArrayController::revealSelectedRowsInFinder);
 
     createTabActions();
-    m_clearLogAction = createCommand(tr("&Clear Log"), QKeySequence(Qt::CTRL | Qt::Key_K),
+    m_clearLogAction = createCommand(tr("&Clear Log"), QKeySequence(Qt::CTRL | Qt::Key_K), m_appController,
                                      &MainAppController::clearCompilerLog);
 }
 
@@ -305,7 +333,7 @@ QWidget *ZRMWindow::buildFoldersPane()
     title->setFont(titleFont);
     title->setFixedHeight(m_tabViewSelectionButtons->sizeHint().height());
 
-    PathsArrayController *paths = m_appController->pathsController();
+    PathsArrayController *paths = m_pathsController;
     m_watchedPathsTableView = createListView(
         paths, paths->selectionModel(), title->text(),
         {m_revealFoldersAction, createSeparator(this), m_removeFolderAction},
@@ -324,8 +352,7 @@ QWidget *ZRMWindow::buildFoldersPane()
         m_refreshFoldersAction->iconText());
     for (int segment = 0; segment < int(pathCommands.size()); ++segment)
         followEnabledState(m_pathButtons->segment(segment), pathCommands.at(segment));
-    connect(m_pathButtons, &ZRMSegmentedControl::segmentClicked, m_appController,
-            &MainAppController::handlePathButtons);
+    connect(m_pathButtons, &ZRMSegmentedControl::segmentClicked, this, &ZRMWindow::handlePathButtons);
 
     auto *buttons = new QHBoxLayout;
     buttons->addWidget(m_pathButtons);
@@ -369,7 +396,7 @@ QWidget *ZRMWindow::buildTabsPane()
 
 QWidget *ZRMWindow::buildFilesPage()
 {
-    FilesArrayController *files = m_appController->filesController();
+    FilesArrayController *files = m_filesController;
     m_lessFilesTableView = createListView(
         files, files->selectionModel(), m_tabActions->actions().at(LessFilesTab)->iconText(),
         {m_revealFilesAction, createSeparator(this), m_chooseCSSPathAction, m_clearCSSPathAction},
@@ -393,7 +420,7 @@ QWidget *ZRMWindow::buildFilesPage()
 // measures; time and file stay on one line.
 QWidget *ZRMWindow::buildLogPage()
 {
-    CompilerArrayController *log = m_appController->compilerController();
+    CompilerArrayController *log = m_compilerController;
     m_compilerResultTableView = createTableView(log, m_tabActions->actions().at(CompilerLogTab)->iconText(), this);
     m_compilerResultTableView->setWordWrap(true);
     m_compilerResultTableView->setTextElideMode(Qt::ElideMiddle);
@@ -466,6 +493,7 @@ void ZRMWindow::followController()
     connect(m_appController, &MainAppController::spinnerStopped, this, &ZRMWindow::stopSpinner);
     connect(m_appController, &MainAppController::scrollTableViewsToLastRowRequested, this,
             &ZRMWindow::scrollTableViewsToLastRow);
+    connect(m_appController, &MainAppController::refreshFinished, this, &ZRMWindow::flashRefreshComplete);
 
     showAutoCompileState(m_appController->jAutoCompileEnabled());
     showTab(m_appController->activeTabViewIndex());
@@ -475,15 +503,15 @@ void ZRMWindow::followController()
 
 void ZRMWindow::followLists()
 {
-    PathsArrayController *paths = m_appController->pathsController();
+    PathsArrayController *paths = m_pathsController;
     connect(paths, &PathsArrayController::canRemoveChanged, this, &ZRMWindow::updateControlStates);
     connect(paths, &PathsArrayController::arrangedObjectsChanged, this, &ZRMWindow::updateControlStates);
-    FilesArrayController *files = m_appController->filesController();
+    FilesArrayController *files = m_filesController;
     connect(files->selectionModel(), &QItemSelectionModel::selectionChanged, this,
             &ZRMWindow::updateControlStates);
     // A reset drops the selection without a signal.
     connect(files, &QAbstractItemModel::modelReset, this, &ZRMWindow::updateControlStates);
-    CompilerArrayController *log = m_appController->compilerController();
+    CompilerArrayController *log = m_compilerController;
     connect(log, &QAbstractItemModel::rowsInserted, this, &ZRMWindow::updateControlStates);
     connect(log, &QAbstractItemModel::modelReset, this, &ZRMWindow::updateControlStates);
     updateControlStates();
@@ -509,10 +537,10 @@ void ZRMWindow::followEnabledState(QWidget *control, QAction *action)
 void ZRMWindow::updateControlStates()
 {
     const bool idle = m_appController->jEnableUIElements();
-    const PathsArrayController *paths = m_appController->pathsController();
+    const PathsArrayController *paths = m_pathsController;
     const bool hasFolders = paths->rowCount() > 0;
-    const bool hasSelectedFiles = m_appController->filesController()->selectionModel()->hasSelection();
-    const bool hasLog = m_appController->compilerController()->rowCount() > 0;
+    const bool hasSelectedFiles = m_filesController->selectionModel()->hasSelection();
+    const bool hasLog = m_compilerController->rowCount() > 0;
 
     m_addFolderAction->setEnabled(idle);
     m_removeFolderAction->setEnabled(idle && paths->canRemove());
@@ -569,7 +597,71 @@ void ZRMWindow::stopSpinner()
     m_progressLabel->clear();
 }
 
-// ---- Commands of the controller
+void ZRMWindow::flashRefreshComplete(bool notify)
+{
+    if (notify)
+        flashOverlayWithDuration(RefreshOverlayDuration, RefreshOverlayIcon, RefreshOverlayTitle);
+}
+
+// ---- Commands
+
+void ZRMWindow::choosePath()
+{
+    auto *panel = new AddFolderPanel(this, ChooseFolderMessage, ChooseFolderButton);
+    connect(panel, &QFileDialog::filesSelected, m_appController, [this](const QStringList &chosenPaths) {
+        if (!chosenPaths.isEmpty())
+            m_appController->beginValidatingPath(chosenPaths.constFirst());
+    });
+    openPanel(panel);
+}
+
+void ZRMWindow::removePath()
+{
+    m_pathsController->remove();
+}
+
+void ZRMWindow::handlePathButtons(int selectedSegment)
+{
+    switch (selectedSegment) {
+    case AddPathButton:
+        choosePath();
+        break;
+    case RemovePathButton:
+        removePath();
+        break;
+    case RefreshPathsButton:
+        // A manual refresh pushes the next automatic one a whole period away.
+        m_appController->setRefreshTimer();
+        m_appController->refreshWatchedFolders();
+        break;
+    default:
+        break;
+    }
+}
+
+void ZRMWindow::chooseCSSPath()
+{
+    auto *panel = new QFileDialog(this, ChooseCSSFolderMessage);
+    panel->setOption(QFileDialog::DontUseNativeDialog);
+    panel->setFileMode(QFileDialog::Directory);
+    panel->setOption(QFileDialog::ShowDirsOnly);
+    panel->setLabelText(QFileDialog::Accept, ChooseCSSFolderButton);
+    const QString firstSelectedFile = m_filesController->pathForFirstSelectedLESSFile();
+    if (!firstSelectedFile.isEmpty())
+        panel->setDirectory(PathUtils::deletingLastPathComponent(firstSelectedFile));
+    connect(panel, &QFileDialog::filesSelected, m_filesController, [this](const QStringList &chosenPaths) {
+        if (!chosenPaths.isEmpty())
+            m_filesController->setCSSFileOutputPathOnSelectedLESSFiles(chosenPaths.constFirst());
+    });
+    openPanel(panel);
+}
+
+void ZRMWindow::clearCSSPath()
+{
+    m_filesController->clearCSSFileOutputPathOnSelectedLESSFiles();
+}
+
+// ---- Overlay and sheets
 
 void ZRMWindow::flashOverlayWithDuration(double duration, const QString &iconName,
                                          const QString &title, const QString &subtitle)
@@ -617,7 +709,7 @@ void ZRMWindow::scrollTableViewsToLastRow()
 
 void ZRMWindow::measureLogRows(int first, int count)
 {
-    const CompilerArrayController *log = m_appController->compilerController();
+    const CompilerArrayController *log = m_compilerController;
     for (int row = first; row < first + count; ++row)
         m_compilerResultTableView->setRowHeight(row, log->heightOfRow(row));
 }
@@ -627,7 +719,7 @@ void ZRMWindow::measureLogRows(int first, int count)
 // message far too tall); the table measures it itself.
 void ZRMWindow::measureLastLogRow()
 {
-    const int rows = m_appController->compilerController()->rowCount();
+    const int rows = m_compilerController->rowCount();
     if (rows > 0)
         measureLogRows(rows - 1, 1);
 }

@@ -2,7 +2,10 @@
 
 #include <QMainWindow>
 
+class CompilerArrayController;
+class FilesArrayController;
 class MainAppController;
+class PathsArrayController;
 class QAbstractButton;
 class QAction;
 class QActionGroup;
@@ -29,7 +32,7 @@ class ZRMWindow : public QMainWindow
     Q_OBJECT
 
 public:
-    // The segments of the folder buttons, as MainAppController::handlePathButtons takes them.
+    // The segments of the folder buttons, as handlePathButtons takes them.
     enum PathButton { AddPathButton, RemovePathButton, RefreshPathsButton };
     // Neither side of the split view gets narrower than this.
     static constexpr int MinimumPaneWidth = 150;
@@ -37,6 +40,16 @@ public:
     explicit ZRMWindow(MainAppController *appController, QWidget *parent = nullptr);
 
     MainAppController *appController() const { return m_appController; }
+    PathsArrayController *pathsController() const { return m_pathsController; }
+    FilesArrayController *filesController() const { return m_filesController; }
+    CompilerArrayController *compilerController() const { return m_compilerController; }
+
+    void choosePath();
+    void removePath();
+    void handlePathButtons(int selectedSegment);
+    // Starts in the folder of the first selected file.
+    void chooseCSSPath();
+    void clearCSSPath();
 
     // A short confirmation over the window, hidden after duration seconds
     // (1 second when duration is 0). iconName names an image resource; none
@@ -84,14 +97,16 @@ private:
     void followLists();
 
     QAction *createAction(const QString &text, const QKeySequence &shortcut = {});
-    QAction *createCommand(const QString &text, const QKeySequence &shortcut,
-                           void (MainAppController::*command)());
+    template<typename Receiver>
+    QAction *createCommand(const QString &text, const QKeySequence &shortcut, Receiver *receiver,
+                           void (Receiver::*command)());
     QPushButton *createButton(QAction *action);
     void followEnabledState(QWidget *control, QAction *action);
     void updateControlStates();
     void toggleAutoCompile();
     void showAutoCompileState(bool enabled);
     void selectTab(int index);
+    void flashRefreshComplete(bool notify);
     void showTab(int index);
     void startSpinner(const QString &message);
     void stopSpinner();
@@ -101,6 +116,9 @@ private:
     void saveWindowState() const;
 
     MainAppController *m_appController;
+    PathsArrayController *m_pathsController;
+    FilesArrayController *m_filesController;
+    CompilerArrayController *m_compilerController;
 
     QSplitter *m_splitView = nullptr;
     QTableView *m_watchedPathsTableView = nullptr;

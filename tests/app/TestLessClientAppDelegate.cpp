@@ -3,6 +3,7 @@
 #include "model/ProjectDataFile.h"
 #include "support/UserDefaults.h"
 #include "support/UserDefaultsKeys.h"
+#include "ui/DesktopUserInterface.h"
 #include "ui/ZRMWindow.h"
 
 #include <QApplication>
@@ -11,7 +12,6 @@
 #include <QTemporaryDir>
 
 using namespace AppTestSupport;
-using Mode = LessClientAppDelegate::Mode;
 
 namespace {
 
@@ -27,7 +27,7 @@ QString lessFile(const QString &folder)
 // the file's check mark.
 int runUntilKilled(const QString &folder)
 {
-    LessClientAppDelegate delegate(Mode::Headless);
+    LessClientAppDelegate delegate;
     delegate.applicationWillFinishLaunching();
     delegate.applicationOpenFile(folder);
     const LessModel *model = delegate.appController()->appModel();
@@ -104,12 +104,13 @@ void TestLessClientAppDelegate::startsInTheChosenMode()
     defaults->setBool(false, UserDefaultsKeys::AutoCompileEnabled);
     defaults->setBool(frontOnError, UserDefaultsKeys::BringAppToFrontOnError);
 
-    LessClientAppDelegate delegate(Mode::Window);
+    LessClientAppDelegate delegate;
+    DesktopUserInterface desktop(&delegate);
     delegate.applicationWillFinishLaunching();
     MainAppController *controller = delegate.appController();
     QSignalSpy refreshed(controller, &MainAppController::refreshFinished);
     QTRY_VERIFY_WITH_TIMEOUT(delegate.hasFinishedLaunching(), Timeout);
-    QCOMPARE(controller->window()->isVisible(), !menuBarMode);
+    QCOMPARE(desktop.window()->isVisible(), !menuBarMode);
     QCOMPARE(controller->appModel()->getAllRegisteredPaths(), QStringList{site()});
     QVERIFY(!controller->jAutoCompileEnabled());
     QVERIFY(waitUntilWatched({site() + "/less/a.less"}));
@@ -119,9 +120,9 @@ void TestLessClientAppDelegate::startsInTheChosenMode()
     writeFile(site() + "/less/a.less", "a { color: @missing; }\n");
     controller->compileAllFiles();
     QTRY_COMPARE_WITH_TIMEOUT(controller->appModel()->compilerResultData().size(), 1, Timeout);
-    QCOMPARE(controller->window()->isVisible(), !menuBarMode || frontOnError);
+    QCOMPARE(desktop.window()->isVisible(), !menuBarMode || frontOnError);
     QVERIFY(delegate.applicationShouldHandleReopen());
-    QVERIFY(controller->window()->isVisible());
+    QVERIFY(desktop.window()->isVisible());
 }
 
 // Until the project is read, a quit leaves the data file alone and an added
@@ -131,13 +132,13 @@ void TestLessClientAppDelegate::requestsWaitForTheProject()
     saveProject(m_root->filePath(QStringLiteral("old")));
     const QByteArray onDisk = readFile(ProjectDataFile::pathForDataFile());
     {
-        LessClientAppDelegate delegate(Mode::Headless);
+        LessClientAppDelegate delegate;
         delegate.applicationWillFinishLaunching();
         delegate.applicationWillTerminate();
     }
     QCOMPARE(readFile(ProjectDataFile::pathForDataFile()), onDisk);
 
-    LessClientAppDelegate delegate(Mode::Headless);
+    LessClientAppDelegate delegate;
     delegate.applicationWillFinishLaunching();
     delegate.applicationOpenFile(site());
     QTRY_VERIFY_WITH_TIMEOUT(delegate.hasFinishedLaunching(), Timeout);
@@ -155,7 +156,7 @@ void TestLessClientAppDelegate::killedRunKeepsItsChanges()
     QVERIFY(run.waitForFinished() && run.exitStatus() == QProcess::CrashExit);
     UserDefaults::standardUserDefaults()->synchronize(); // reads what the killed run wrote
 
-    LessClientAppDelegate delegate(Mode::Headless);
+    LessClientAppDelegate delegate;
     delegate.applicationWillFinishLaunching();
     QTRY_VERIFY_WITH_TIMEOUT(delegate.hasFinishedLaunching(), Timeout);
     MainAppController *controller = delegate.appController();

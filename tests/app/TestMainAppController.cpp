@@ -69,7 +69,7 @@ private:
 
 void TestMainAppController::initTestCase()
 {
-    LessClientAppDelegate registrar(LessClientAppDelegate::Mode::Headless); // registers the defaults
+    LessClientAppDelegate registrar; // registers the defaults
 }
 
 void TestMainAppController::init()

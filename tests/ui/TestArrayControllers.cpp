@@ -21,7 +21,29 @@
 #include <memory>
 
 using namespace UiTestSupport;
-using Change = std::function<void(MainAppController *)>;
+
+namespace {
+
+// The three lists over one project, wired as the window wires them.
+struct Lists
+{
+    Lists()
+    {
+        QObject::connect(&paths, &PathsArrayController::lessFilesAboutToBeRemoved, &controller,
+                         &MainAppController::removeLessFilesFromAutoCompileList);
+    }
+    LessModel *appModel() { return controller.appModel(); }
+    PathsArrayController *pathsController() { return &paths; }
+
+    MainAppController controller{nullptr};
+    PathsArrayController paths{controller.appModel()};
+    FilesArrayController files{controller.appModel(), &paths};
+    CompilerArrayController log{controller.appModel()};
+};
+
+} // namespace
+
+using Change = std::function<void(Lists *)>;
 using Column = CompilerArrayController::Column;
 Q_DECLARE_METATYPE(Change)
 
@@ -38,8 +60,8 @@ class TestArrayControllers : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
-    void init() { m_controller = std::make_unique<MainAppController>(nullptr); }
-    void cleanup() { m_controller.reset(); }
+    void init() { m_lists = std::make_unique<Lists>(); }
+    void cleanup() { m_lists.reset(); }
     void folderRowsFollowTheModel_data();
     void folderRowsFollowTheModel();
     void removingStopsWatchingEveryFileBeforeAnyFolderGoes();
@@ -49,16 +71,16 @@ private Q_SLOTS:
     void logCells();
 
 private:
-    LessModel *model() { return m_controller->appModel(); }
-    PathsArrayController *paths() { return m_controller->pathsController(); }
-    FilesArrayController *files() { return m_controller->filesController(); }
-    CompilerArrayController *log() { return m_controller->compilerController(); }
+    LessModel *model() { return m_lists->appModel(); }
+    PathsArrayController *paths() { return &m_lists->paths; }
+    FilesArrayController *files() { return &m_lists->files; }
+    CompilerArrayController *log() { return &m_lists->log; }
     void tester(QAbstractItemModel *m)
     {
         m_tester = std::make_unique<QAbstractItemModelTester>(m, QAbstractItemModelTester::FailureReportingMode::QtTest);
     }
 
-    std::unique_ptr<MainAppController> m_controller;
+    std::unique_ptr<Lists> m_lists;
     std::unique_ptr<QAbstractItemModelTester> m_tester;
 };
 
@@ -91,7 +113,7 @@ void TestArrayControllers::folderRowsFollowTheModel()
     tester(paths());
     QSignalSpy dataChanged(paths(), &QAbstractItemModel::dataChanged);
 
-    change(m_controller.get());
+    change(m_lists.get());
 
     QStringList rows;
     for (int row = 0; row < paths()->rowCount(); ++row) {
@@ -119,7 +141,7 @@ void TestArrayControllers::removingStopsWatchingEveryFileBeforeAnyFolderGoes()
     }
     const QString keptFile = project.filePath("kept/a.less");
     ZRMLessCompiler *engine = ZRMLessCompiler::sharedLessCompiler();
-    m_controller->refreshAutoCompileWatchList();
+    m_lists->controller.refreshAutoCompileWatchList();
     QTRY_VERIFY(engine->watchedLessFiles().contains(keptFile));
     QList<QStringList> watchedAtEachRemoval;
     const QObject observer;
@@ -180,7 +202,7 @@ void TestArrayControllers::fileRowsFollowFoldersAndSelection()
     selectRows(files()->selectionModel(), {1});
     tester(files());
 
-    change(m_controller.get());
+    change(m_lists.get());
 
     QStringList titles; // "/a1.less" reads a1
     for (int row = 0; row < files()->rowCount(); ++row)
@@ -212,7 +234,7 @@ void TestArrayControllers::logCells()
     QFETCH(QColor, expectedColor);
     tester(log());
     model()->addNewCompilerResultWithTime(QDateTime::currentDateTime(), "~/site/old.less", {});
-    m_controller->clearCompilerLog();
+    m_lists->controller.clearCompilerLog();
     QCOMPARE(log()->rowCount(), 0);
     model()->addNewCompilerResultWithTime(QDateTime(QDate(2024, 3, 9), QTime(7, 5, 3)), "~/site/ma\nin.less", result);
     QCOMPARE(log()->rowCount(), 1);

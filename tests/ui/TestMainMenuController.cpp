@@ -4,6 +4,7 @@
 #include "support/UserDefaults.h"
 #include "support/UserDefaultsKeys.h"
 #include "ui/AboutWindowController.h"
+#include "ui/DesktopUserInterface.h"
 #include "ui/MainMenuController.h"
 #include "ui/PreferencesController.h"
 #include "ui/ZRMWindow.h"
@@ -79,11 +80,12 @@ private Q_SLOTS:
 
 private:
     void start(bool updateAtStartup = false);
-    MainMenuController *menu() const { return m_delegate->menuControllerReference(); }
+    MainMenuController *menu() const { return m_desktop->menuController(); }
     MainAppController *controller() const { return m_delegate->appController(); }
 
     std::unique_ptr<FeedServer> m_server;
     std::unique_ptr<LessClientAppDelegate> m_delegate;
+    std::unique_ptr<DesktopUserInterface> m_desktop;
 };
 
 void TestMainMenuController::init()
@@ -98,6 +100,7 @@ void TestMainMenuController::cleanup()
 {
     while (QMessageBox *box = openMessageBox())
         box->close();
+    m_desktop.reset();
     m_delegate.reset();
     for (QLatin1StringView key : {UserDefaultsKeys::UpdateFeedURL, UserDefaultsKeys::UpdateAtStartup,
                                   UserDefaultsKeys::RefreshInterval, UserDefaultsKeys::UIMode})
@@ -107,7 +110,8 @@ void TestMainMenuController::cleanup()
 void TestMainMenuController::start(bool updateAtStartup)
 {
     UserDefaults::standardUserDefaults()->setBool(updateAtStartup, UserDefaultsKeys::UpdateAtStartup);
-    m_delegate = std::make_unique<LessClientAppDelegate>(LessClientAppDelegate::Mode::Window);
+    m_delegate = std::make_unique<LessClientAppDelegate>();
+    m_desktop = std::make_unique<DesktopUserInterface>(m_delegate.get());
     m_server->clock.start();
     m_delegate->applicationWillFinishLaunching();
     QTRY_VERIFY_WITH_TIMEOUT(m_delegate->hasFinishedLaunching(), Timeout);
@@ -175,7 +179,7 @@ void TestMainMenuController::updateCheck()
     QCOMPARE(texts, shown);
     QCOMPARE(box->textFormat(), Qt::PlainText);
     const bool sheet = box->text() == u"Could Not Check For Updates";
-    QCOMPARE(box->parentWidget(), sheet ? controller()->window() : nullptr);
+    QCOMPARE(box->parentWidget(), sheet ? m_desktop->window() : nullptr);
     QCOMPARE(box->windowModality(), sheet ? Qt::WindowModal : Qt::NonModal);
 }
 

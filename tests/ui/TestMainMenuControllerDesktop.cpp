@@ -3,6 +3,7 @@
 #include "services/GrowlHelper.h"
 #include "support/UserDefaults.h"
 #include "support/UserDefaultsKeys.h"
+#include "ui/DesktopUserInterface.h"
 #include "ui/MainMenuController.h"
 #include "ui/ZRMWindow.h"
 
@@ -14,7 +15,6 @@
 #include <QTemporaryFile>
 
 using namespace AppTestSupport;
-using Mode = LessClientAppDelegate::Mode;
 
 class TestMainMenuControllerDesktop : public QObject
 {
@@ -37,14 +37,15 @@ void TestMainMenuControllerDesktop::initTestCase()
 void TestMainMenuControllerDesktop::trayMode()
 {
     UserDefaults::standardUserDefaults()->setBool(true, UserDefaultsKeys::UIMode);
-    LessClientAppDelegate delegate(Mode::Window);
+    LessClientAppDelegate delegate;
+    DesktopUserInterface desktop(&delegate);
     delegate.applicationWillFinishLaunching();
     QTRY_VERIFY_WITH_TIMEOUT(delegate.hasFinishedLaunching(), Timeout);
-    ZRMWindow *window = delegate.appController()->window();
+    ZRMWindow *window = desktop.window();
     QVERIFY(!window->isVisible());
 
     QTRY_VERIFY_WITH_TIMEOUT(QSystemTrayIcon::isSystemTrayAvailable(), 10000);
-    QSystemTrayIcon *statusItem = delegate.menuControllerReference()->statusItem();
+    QSystemTrayIcon *statusItem = desktop.menuController()->statusItem();
     QVERIFY(statusItem && statusItem->isVisible() && !statusItem->icon().isNull());
     QTRY_VERIFY(!statusItem->geometry().isEmpty());
     QStringList items;
@@ -73,7 +74,8 @@ void TestMainMenuControllerDesktop::compileNotificationReachesDunst()
 
     QTemporaryDir site;
     writeFile(site.filePath("less/style.less"), "@c: #123; a { color: @c; }\n");
-    LessClientAppDelegate delegate(Mode::Window);
+    LessClientAppDelegate delegate;
+    DesktopUserInterface desktop(&delegate);
     delegate.applicationWillFinishLaunching();
     QTRY_VERIFY_WITH_TIMEOUT(delegate.hasFinishedLaunching(), Timeout);
     QTRY_VERIFY_WITH_TIMEOUT(!delegate.growler()->jGrowlNotifications().isEmpty(), 20000);

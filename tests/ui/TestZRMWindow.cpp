@@ -53,7 +53,7 @@ class TestZRMWindow : public QObject
 
 private Q_SLOTS:
     void init();
-    void cleanup() { m_controller.reset(); }
+    void cleanup() { delete std::exchange(m_window, nullptr), m_controller.reset(); }
     void pathButtonsFollowTheFolderList();
     void splitViewKeepsBothSidesWideEnough();
     void tabSelectionGoesBothWays_data();
@@ -90,7 +90,7 @@ private:
 void TestZRMWindow::init()
 {
     m_controller = std::make_unique<MainAppController>(nullptr);
-    m_window = m_controller->window();
+    m_window = new ZRMWindow(m_controller.get());
     m_window->show();
     m_window->activateWindow();
     QVERIFY(QTest::qWaitForWindowActive(m_window));
@@ -208,7 +208,7 @@ void TestZRMWindow::errorSheetShowsTheMessageLiterally_data()
 void TestZRMWindow::errorSheetShowsTheMessageLiterally()
 {
     QFETCH(QString, message);
-    m_controller->throwErrorSheetWithTitle("Path Already Included", message);
+    m_window->showErrorSheet("Path Already Included", message);
 
     auto *sheet = m_window->findChild<QMessageBox *>();
     QVERIFY(sheet);
@@ -246,7 +246,7 @@ void TestZRMWindow::logRowsFollowTheResultColumn()
 {
     m_controller->setActiveTabViewIndex(MainAppController::CompilerLogTab);
     QTableView *log = m_window->compilerResultTableView();
-    const CompilerArrayController *controller = m_controller->compilerController();
+    const CompilerArrayController *controller = m_window->compilerController();
     const QString longMessage = QStringLiteral(
         "ParseError: Unrecognised input. Possibly missing something in /home/user/Sites/shop/less/main.less "
         "on line 12, column 3 where the declaration of the header colour never ends");

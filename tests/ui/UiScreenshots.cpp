@@ -55,7 +55,7 @@ void reportCompile(const QString &file, const QString &result, bool successful, 
                  {{Time, time}, {File, file}, {Result, result}, {Successful, successful}, {LinkedToFile, linkedToFile}});
 }
 
-bool fillProject(MainAppController &controller)
+bool fillProject(MainAppController &controller, ZRMWindow &window)
 {
     LessModel *model = controller.appModel();
     if (!addFolder(model, "Sites/acme-shop",
@@ -66,7 +66,7 @@ bool fillProject(MainAppController &controller)
     shopFiles.at(0)->setCSSFileOutputPath(home("Sites/acme-shop/css"));
     shopFiles.at(1)->setCheckboxState(false);
     for (QItemSelectionModel *selection :
-         {controller.pathsController()->selectionModel(), controller.filesController()->selectionModel()})
+         {window.pathsController()->selectionModel(), window.filesController()->selectionModel()})
         selection->select(selection->model()->index(0, 0), QItemSelectionModel::ClearAndSelect);
 
     controller.toggleAutoCompile();
@@ -120,8 +120,8 @@ int main(int argc, char *argv[])
     }
     const QDir folder(QString::fromLocal8Bit(argv[1]));
     MainAppController controller(nullptr);
-    ZRMWindow *window = controller.window();
-    if (!folder.mkpath(".") || !fillProject(controller))
+    auto *window = new ZRMWindow(&controller);
+    if (!folder.mkpath(".") || !fillProject(controller, *window))
         return 1;
     window->show();
     window->activateWindow();
@@ -146,7 +146,7 @@ int main(int argc, char *argv[])
     finish(window->overlayWindow()->fadeInAnimation());
     saved &= save(window, folder, "main-window-flash.png");
 
-    controller.throwErrorSheetWithTitle("Path Already Included",
+    window->showErrorSheet("Path Already Included",
                                         QStringLiteral("We're already watching %1").arg(home("Sites/acme-shop")));
     QTest::qWait(50);
     auto *sheet = window->findChild<QMessageBox *>();
