@@ -1,6 +1,7 @@
 #include "LessClientAppDelegate.h"
 
 #include "CompilerLogPrinter.h"
+#include "FolderRefresher.h"
 #include "MainAppController.h"
 #include "model/ProjectDataFile.h"
 #include "services/GrowlHelper.h"
@@ -152,7 +153,7 @@ void LessClientAppDelegate::didLoadDataFromDisk(ProjectDataFile::LoadResult load
     switch (loaded.outcome) {
     case ProjectDataFile::Outcome::Loaded:
         m_appController->appModel()->loadNewPathDataIntoModel(std::move(loaded.pathData));
-        m_appController->beginRefreshingWatchedPathsAndShouldNotifyUserWhenDone(false);
+        m_appController->folderRefresher()->beginRefreshingWatchedPathsAndShouldNotifyUserWhenDone(false);
         break;
     case ProjectDataFile::Outcome::Unreadable:
         m_appController->appModel()->addNewCompilerResultWithTime(

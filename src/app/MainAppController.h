@@ -4,27 +4,32 @@
 #include "model/LessModel.h"
 
 #include <QObject>
-#include <QSet>
 #include <QThreadPool>
-#include <QTimer>
 #include <QVariantMap>
 
 #include <functional>
+#include <utility>
 
+class AutoCompileWatchList;
+class CSSOutputPaths;
+class CompilerLog;
+class FolderAdder;
+class FolderRefresher;
 class LessClientAppDelegate;
 class UserInterface;
 class ZRMLessCompiler;
-struct Notification;
 
-// The controller of the main window and owner of the project: adding and
-// validating folders, CSS output paths, refreshing the watched folders, the
-// auto-compile switch and the compiler log. It is the compiler engine's
+// The owner of the project and the workflow that ties its jobs together:
+// adding folders (FolderAdder), refreshing them (FolderRefresher), CSS
+// folders (CSSOutputPaths), the engine's watch list (AutoCompileWatchList)
+// and the compiler log (CompilerLog). It holds the auto-compile switch and
+// the busy state the window shows, and is the compiler engine's
 // compiling-settings delegate.
 //
-// Background work reads and computes on operationQueue; every change of the
-// model is made on the GUI thread, in the order the workflow describes. The
-// controller works without a user interface (headless mode): then errors go
-// to standard error as "title: message".
+// Background work reads and computes on the operation queue; every change of
+// the model is made on the GUI thread, in the order the workflow describes.
+// The controller works without a user interface (headless mode): then errors
+// go to standard error as "title: message".
 class MainAppController : public QObject, public ZRMLessCompilerDelegate
 {
     Q_OBJECT
@@ -43,7 +48,14 @@ public:
 
     LessClientAppDelegate *appDelegate() const { return m_appDelegate; }
     LessModel *appModel() { return &m_appModel; }
+    ZRMLessCompiler *lessCompiler() const { return m_lessCompiler; }
     void setUserInterface(UserInterface *userInterface) { m_userInterface = userInterface; }
+    bool hasUserInterface() const { return m_userInterface != nullptr; }
+    FolderAdder *folderAdder() const { return m_folderAdder; }
+    FolderRefresher *folderRefresher() const { return m_folderRefresher; }
+    CSSOutputPaths *cssOutputPaths() const { return m_cssOutputPaths; }
+    AutoCompileWatchList *watchList() const { return m_watchList; }
+    CompilerLog *compilerLog() const { return m_compilerLog; }
 
     bool jAutoCompileEnabled() const { return m_jAutoCompileEnabled; }
     void setJAutoCompileEnabled(bool enabled);
@@ -52,7 +64,8 @@ public:
     int activeTabViewIndex() const { return m_activeTabViewIndex; }
     void setActiveTabViewIndex(int index);
 
-    // Window chrome.
+    // Window chrome. Only the work that raises the spinner count from 0 names
+    // the spinner; every show needs its hide.
     void handleTabViewSelectionButtons(int selectedSegment);
     void showSpinnerWithMessage(const QString &message);
     void hideSpinner();
@@ -60,30 +73,32 @@ public:
     // In the window, or on standard error when there is none.
     void reportError(const QString &title, const QString &message);
 
-    // Adding a folder.
     void beginValidatingPath(const QString &path);
-    void addPathToWatchList(const QString &folder);
-
-    void beginAutoSettingCSSPaths();
-
-    // Refreshing.
+    // A refresh the user asked for: the window confirms it.
     void refreshWatchedFolders();
-    void fireAutoRefresh();
-    void beginRefreshingWatchedPathsAndShouldNotifyUserWhenDone(bool notify);
-    void setRefreshTimer();
     void refreshImportLinks();
+    // Reads the files' imports off the GUI thread, stores the links, then calls then.
+    void linkImportedFiles(std::function<void()> then);
 
-    // Auto-compile and the compiler log.
+    // Auto-compile.
     // The files whose outcome the engine will announce.
     QStringList compileAllFiles();
     void awakenAutoCompile();
     void toggleAutoCompile();
-    void refreshAutoCompileWatchList();
-    void removeLessFilesFromAutoCompileList(const QStringList &paths);
-    // The first files go to the engine at once, the rest from the event loop.
-    void addLessFilesToAutoCompileList(const QStringList &paths);
     void clearCompilerLog();
     QVariantMap compilingSettingsForLESSFileAtPath(const QString &path) override;
+
+    // Runs work on the operation queue and hands its result to then on the
+    // GUI thread, unless receiver is gone by then.
+    template<typename Work, typename Then>
+    void runInBackground(QObject *receiver, Work work, Then then)
+    {
+        m_operationQueue.start([receiver, work = std::move(work), then = std::move(then)]() mutable {
+            QMetaObject::invokeMethod(
+                receiver, [then = std::move(then), result = work()]() mutable { then(std::move(result)); },
+                Qt::QueuedConnection);
+        });
+    }
 
 Q_SIGNALS:
     void jAutoCompileEnabledChanged(bool enabled);
@@ -93,68 +108,22 @@ Q_SIGNALS:
     void spinnerStarted(const QString &message);
     void spinnerStopped();
     void scrollTableViewsToLastRowRequested();
-    // A refresh finished; notify is true when the user asked for it.
-    void refreshFinished(bool notify);
 
 private:
-    struct AbsorbedFolder;
-    struct Validation;
-    struct RefreshSnapshot;
-    struct FolderChanges;
-    struct RefreshPlan;
-    struct CSSTarget;
-    struct CSSFolderMove;
-
     void setJEnableUIElements(bool enabled);
-
-    void registerForCompilerNotifications();
-    void unregisterForCompilerNotifications();
-    void handleZRMCompilerNotification(const Notification &notification);
-    void reportMissingCompiler(const QString &reason);
-    void appendCompileResult(const QVariantMap &userInfo, RgbaColor color);
-
-    static Validation asynchronouslyValidatePath(const QString &path, const QStringList &watchedFolders);
-    void absorbWatchedSubfolders(const QList<AbsorbedFolder> &folders);
-    void didFinishValidatingPathWithResult(const QVariantMap &result);
-    void didFinishFindingLessFilesWithResult(const QVariantMap &result);
-
-    static QList<CSSFolderMove> asynchronouslyAutoSetCSSPaths(const QList<CSSTarget> &targets);
-    void moveCSSTargets(const QList<CSSFolderMove> &moves);
-    void didFinishAutoSettingCSSPaths();
-
-    RefreshSnapshot refreshSnapshot() const;
-    static RefreshPlan asynchronouslyRefreshWatchedPaths(const RefreshSnapshot &snapshot);
-    void applyRefreshPlan(const RefreshPlan &plan);
-    void applyFolderChanges(const FolderChanges &changes, const QStringList &knownFiles);
-    void reportUndecodableFiles(const QString &folder, const QList<QByteArray> &paths);
-    void didFinishRefreshingWatchedPathsAndShouldNotifyUserWhenDone(bool notify);
-
-    void watchNextSlice();
-
-    // Adds wait for one another; each holds the spinner from the start.
-    void validateNextPath();
-    void didFinishAdding();
-    void linkImportedFiles(std::function<void()> then);
-    void didFinishRefreshingImportLinks();
-
-    // Runs work on operationQueue.
-    void queue(std::function<void()> work);
 
     LessClientAppDelegate *m_appDelegate;
     UserInterface *m_userInterface = nullptr;
     QThreadPool m_operationQueue;
     ZRMLessCompiler *m_lessCompiler;
-    bool m_addInProgress = false;
-    QStringList m_pendingAdds;
     bool m_jAutoCompileEnabled = false;
     bool m_jEnableUIElements = true;
     int m_spinnerCount = 0;
-    QTimer *m_refreshTimer = nullptr;
     int m_activeTabViewIndex = 0;
     LessModel m_appModel;
-    // Files on their way to the engine's watch list, in order.
-    QStringList m_watchQueue;
-    QSet<QString> m_filesAwaitingWatch;
-    QSet<QByteArray> m_reportedUndecodableFiles;
-    QTimer *m_watchSliceTimer;
+    FolderAdder *m_folderAdder;
+    FolderRefresher *m_folderRefresher;
+    CSSOutputPaths *m_cssOutputPaths;
+    AutoCompileWatchList *m_watchList;
+    CompilerLog *m_compilerLog;
 };

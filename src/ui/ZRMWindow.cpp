@@ -16,6 +16,8 @@
 #include "ZRMSingleLineItemDelegate.h"
 #include "ZRMStaticImageView.h"
 #include "ZRMTableView.h"
+#include "app/AutoCompileWatchList.h"
+#include "app/FolderRefresher.h"
 #include "app/MainAppController.h"
 #include "support/PathUtils.h"
 #include "support/Resources.h"
@@ -184,8 +186,8 @@ ZRMWindow::ZRMWindow(MainAppController *appController, QWidget *parent)
       m_filesController(new FilesArrayController(appController->appModel(), m_pathsController, this)),
       m_compilerController(new CompilerArrayController(appController->appModel(), this))
 {
-    connect(m_pathsController, &PathsArrayController::lessFilesAboutToBeRemoved, appController,
-            &MainAppController::removeLessFilesFromAutoCompileList);
+    connect(m_pathsController, &PathsArrayController::lessFilesAboutToBeRemoved, appController->watchList(),
+            &AutoCompileWatchList::removeLessFilesFromAutoCompileList);
     setWindowTitle(WindowTitle);
     setWindowIcon(applicationIcon());
     createActions();
@@ -493,7 +495,8 @@ void ZRMWindow::followController()
     connect(m_appController, &MainAppController::spinnerStopped, this, &ZRMWindow::stopSpinner);
     connect(m_appController, &MainAppController::scrollTableViewsToLastRowRequested, this,
             &ZRMWindow::scrollTableViewsToLastRow);
-    connect(m_appController, &MainAppController::refreshFinished, this, &ZRMWindow::flashRefreshComplete);
+    connect(m_appController->folderRefresher(), &FolderRefresher::refreshFinished, this,
+            &ZRMWindow::flashRefreshComplete);
 
     showAutoCompileState(m_appController->jAutoCompileEnabled());
     showTab(m_appController->activeTabViewIndex());
@@ -631,7 +634,7 @@ void ZRMWindow::handlePathButtons(int selectedSegment)
         break;
     case RefreshPathsButton:
         // A manual refresh pushes the next automatic one a whole period away.
-        m_appController->setRefreshTimer();
+        m_appController->folderRefresher()->setRefreshTimer();
         m_appController->refreshWatchedFolders();
         break;
     default:

@@ -1,4 +1,5 @@
 #include "AppTestSupport.h"
+#include "app/FolderRefresher.h"
 #include "app/LessClientAppDelegate.h"
 #include "model/ProjectDataFile.h"
 #include "support/UserDefaults.h"
@@ -108,7 +109,7 @@ void TestLessClientAppDelegate::startsInTheChosenMode()
     DesktopUserInterface desktop(&delegate);
     delegate.applicationWillFinishLaunching();
     MainAppController *controller = delegate.appController();
-    QSignalSpy refreshed(controller, &MainAppController::refreshFinished);
+    QSignalSpy refreshed(controller->folderRefresher(), &FolderRefresher::refreshFinished);
     QTRY_VERIFY_WITH_TIMEOUT(delegate.hasFinishedLaunching(), Timeout);
     QCOMPARE(desktop.window()->isVisible(), !menuBarMode);
     QCOMPARE(controller->appModel()->getAllRegisteredPaths(), QStringList{site()});

@@ -1,4 +1,7 @@
 #include "AppTestSupport.h"
+#include "app/AutoCompileWatchList.h"
+#include "app/CSSOutputPaths.h"
+#include "app/FolderRefresher.h"
 #include "app/LessClientAppDelegate.h"
 #include "engine/ZRMLessCompiler.h"
 #include "support/PathUtils.h"
@@ -87,7 +90,7 @@ void TestMainAppController::cleanup()
 void TestMainAppController::watch(const QString &folder)
 {
     m_controller->appModel()->addNewPathToModel(folder, ZRMLessCompiler::getAllLessFilesInDirectory(folder));
-    m_controller->refreshAutoCompileWatchList();
+    m_controller->watchList()->refreshAutoCompileWatchList();
     QVERIFY(waitUntilWatched(m_controller->appModel()->getAllLessFilesAndIncludeIgnoredOnes(true)));
 }
 
@@ -206,7 +209,7 @@ void TestMainAppController::refreshFollowsTheDisk()
     writeFile(resolved("@/p/less/new.less"), "@import 'keep';\n");
     QVERIFY(QDir(resolved("@/p/built")).removeRecursively());
     QVERIFY(QDir().rename(resolved("@/q"), resolved("@/q-renamed")));
-    QSignalSpy finished(m_controller.get(), &MainAppController::refreshFinished);
+    QSignalSpy finished(m_controller->folderRefresher(), &FolderRefresher::refreshFinished);
     m_controller->refreshWatchedFolders();
     QVERIFY(waitUntilIdle(*m_controller));
 
@@ -227,8 +230,8 @@ void TestMainAppController::refreshFollowsTheDisk()
 
     // Overlapping refreshes both see a new file before either adds it.
     writeFile(resolved("@/p/extra.less"), "a { b: c; }\n");
-    m_controller->fireAutoRefresh();
-    m_controller->fireAutoRefresh();
+    m_controller->folderRefresher()->fireAutoRefresh();
+    m_controller->folderRefresher()->fireAutoRefresh();
     QVERIFY(waitUntilIdle(*m_controller));
     QCOMPARE(m_controller->appModel()->getAllLessFilesAndIncludeIgnoredOnes(true).size(), 4);
 }
@@ -256,7 +259,7 @@ void TestMainAppController::automaticCSSPaths()
     watch(resolved("@/site"));
     if (!target.isEmpty())
         record("@/site/less/a.less")->setCSSFileOutputPath(resolved(target));
-    m_controller->beginAutoSettingCSSPaths();
+    m_controller->cssOutputPaths()->beginAutoSettingCSSPaths();
     QVERIFY(waitUntilIdle(*m_controller));
     QCOMPARE(record("@/site/less/a.less")->targetCSSFileFullPath(), resolved(expected));
 }

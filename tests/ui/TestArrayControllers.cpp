@@ -1,5 +1,6 @@
 #include "UiTestSupport.h"
 
+#include "app/AutoCompileWatchList.h"
 #include "app/MainAppController.h"
 #include "engine/ZRMLessCompiler.h"
 #include "ui/CompilerArrayController.h"
@@ -29,8 +30,8 @@ struct Lists
 {
     Lists()
     {
-        QObject::connect(&paths, &PathsArrayController::lessFilesAboutToBeRemoved, &controller,
-                         &MainAppController::removeLessFilesFromAutoCompileList);
+        QObject::connect(&paths, &PathsArrayController::lessFilesAboutToBeRemoved, controller.watchList(),
+                         &AutoCompileWatchList::removeLessFilesFromAutoCompileList);
     }
     LessModel *appModel() { return controller.appModel(); }
     PathsArrayController *pathsController() { return &paths; }
@@ -141,7 +142,7 @@ void TestArrayControllers::removingStopsWatchingEveryFileBeforeAnyFolderGoes()
     }
     const QString keptFile = project.filePath("kept/a.less");
     ZRMLessCompiler *engine = ZRMLessCompiler::sharedLessCompiler();
-    m_lists->controller.refreshAutoCompileWatchList();
+    m_lists->controller.watchList()->refreshAutoCompileWatchList();
     QTRY_VERIFY(engine->watchedLessFiles().contains(keptFile));
     QList<QStringList> watchedAtEachRemoval;
     const QObject observer;

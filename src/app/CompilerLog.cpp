@@ -1,0 +1,119 @@
+#include "CompilerLog.h"
+
+#include "LessClientAppDelegate.h"
+#include "MainAppController.h"
+#include "engine/ZRMLessCompiler.h"
+#include "support/NotificationCenter.h"
+#include "support/PathUtils.h"
+#include "support/UserDefaults.h"
+#include "support/UserDefaultsKeys.h"
+
+#include <QDateTime>
+#include <QFile>
+
+using namespace PathUtils;
+
+namespace {
+
+const QString CompilingMessage = QStringLiteral("Compiling...");
+constexpr RgbaColor SuccessGreen{0, 0.573, 0, 1};
+const QString ToggleLogFile = QStringLiteral("...");
+const QString CompilerLogFile = QStringLiteral("LESS compiler");
+const QString AutoCompileEnabledMessage = QStringLiteral("Auto-compile is now enabled.");
+const QString AutoCompileDisabledMessage = QStringLiteral("Auto-compile is now disabled.");
+const QString LinkedToFileSuffix = QStringLiteral("  %1");
+const QString UndecodableNamesMessage = QStringLiteral(
+    "Cascader cannot compile these LESS files: their names, or the names of their folders, are not "
+    "valid UTF-8. Rename them to compile them:\n%1");
+const QString CompilerErrorTitle = QStringLiteral("Compiler Error");
+const QString CompilerNotFoundMessage = QStringLiteral(
+    "We could not initialize the LESS compiler engine. Please restart the app. If the problem "
+    "continues, choose 'Help', then re-download and install the latest version of CASCADER.app.");
+
+} // namespace
+
+CompilerLog::CompilerLog(MainAppController *controller) : QObject(controller), m_controller(controller)
+{
+    NotificationCenter::defaultCenter()->addObserver(
+        this,
+        {ZRMLCStartedCompilingAFileNotification, ZRMLCCompiledFileSuccessfullyNotification,
+         ZRMLCFailedToCompileFileNotification, ZRMLCFailedToFindCompilerEngineNotification},
+        [this](const Notification &notification) { handleZRMCompilerNotification(notification); });
+}
+
+CompilerLog::~CompilerLog()
+{
+    NotificationCenter::defaultCenter()->removeObserver(this);
+}
+
+void CompilerLog::logAutoCompileSwitch(bool enabled)
+{
+    addEntry(ToggleLogFile,
+             StyledText(enabled ? AutoCompileEnabledMessage : AutoCompileDisabledMessage, StyledText::Grey));
+}
+
+// Each name relative to the folder, with its stray bytes escaped.
+void CompilerLog::reportUndecodableFiles(const QString &folder, const QList<QByteArray> &paths)
+{
+    const QByteArray folderPrefix = QFile::encodeName(folder) + '/';
+    QStringList names;
+    for (const QByteArray &path : paths) {
+        if (m_reportedUndecodableFiles.contains(path))
+            continue;
+        m_reportedUndecodableFiles.insert(path);
+        names << printablePath(path.startsWith(folderPrefix) ? path.mid(folderPrefix.size()) : path);
+    }
+    if (!names.isEmpty())
+        addEntry(abbreviateWithTilde(folder),
+                 StyledText(UndecodableNamesMessage.arg(names.join(u'\n')), StyledText::Red));
+}
+
+void CompilerLog::handleZRMCompilerNotification(const Notification &notification)
+{
+    if (notification.name == ZRMLCStartedCompilingAFileNotification) {
+        m_controller->showSpinnerWithMessage(CompilingMessage);
+        m_controller->scrollTableViewsToLastRow();
+    } else if (notification.name == ZRMLCCompiledFileSuccessfullyNotification) {
+        appendCompileResult(notification.userInfo, SuccessGreen);
+        m_controller->hideSpinner();
+    } else if (notification.name == ZRMLCFailedToCompileFileNotification) {
+        appendCompileResult(notification.userInfo, StyledText::Red);
+        m_controller->hideSpinner();
+        LessClientAppDelegate *appDelegate = m_controller->appDelegate();
+        if (appDelegate && UserDefaults::standardUserDefaults()->boolForKey(UserDefaultsKeys::BringAppToFrontOnError))
+            appDelegate->bringAppToFrontWithBeep(true);
+    } else if (notification.name == ZRMLCFailedToFindCompilerEngineNotification) {
+        reportMissingCompiler(notification.userInfo.value(ZRMLessCompilerKey::Result).toString());
+    }
+}
+
+// The engine says this once until the compiler works again: in the log, and
+// on standard error when there is no window to look at.
+void CompilerLog::reportMissingCompiler(const QString &reason)
+{
+    const QString message = CompilerNotFoundMessage + u'\n' + reason;
+    addEntry(CompilerLogFile, StyledText(message, StyledText::Red));
+    m_controller->setActiveTabViewIndex(MainAppController::CompilerLogTab);
+    if (!m_controller->hasUserInterface())
+        m_controller->reportError(CompilerErrorTitle, message);
+}
+
+// The engine's note on the file that triggered the compile follows in grey.
+void CompilerLog::appendCompileResult(const QVariantMap &userInfo, RgbaColor color)
+{
+    using namespace ZRMLessCompilerKey;
+    StyledText result(userInfo.value(Result).toString(), color);
+    const QString linkedToFile = userInfo.value(LinkedToFile).toString();
+    if (!linkedToFile.isEmpty())
+        result.append(LinkedToFileSuffix.arg(printablePath(linkedToFile)), StyledText::Grey);
+    m_controller->appModel()->addNewCompilerResultWithTime(userInfo.value(Time).toDateTime(),
+                                                           abbreviateWithTilde(userInfo.value(File).toString()), result);
+    m_controller->setActiveTabViewIndex(MainAppController::CompilerLogTab);
+    m_controller->scrollTableViewsToLastRow();
+}
+
+void CompilerLog::addEntry(const QString &file, const StyledText &result)
+{
+    m_controller->appModel()->addNewCompilerResultWithTime(QDateTime::currentDateTime(), file, result);
+    m_controller->scrollTableViewsToLastRow();
+}
