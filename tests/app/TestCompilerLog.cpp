@@ -1,0 +1,85 @@
+#include "ControllerTest.h"
+#include "support/PathUtils.h"
+
+#include <sys/stat.h>
+
+using namespace AppTestSupport;
+
+class TestCompilerLog : public ControllerTest
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void compileResultsEnterTheLog();
+    void namesThatAreNotUtf8AreReportedOnce();
+};
+
+void TestCompilerLog::compileResultsEnterTheLog()
+{
+    QTemporaryDir site(QDir::homePath() + QStringLiteral("/site-XXXXXX"));
+    const QString less = site.filePath(QStringLiteral("less"));
+    writeFile(less + "/variables.less", "@c: #123;\n");
+    writeFile(less + "/main.less", "@import 'variables';\na { color: @c; }\n");
+    writeFile(less + "/broken.less", "a { color: red; }\n");
+    m_controller->beginValidatingPath(site.path());
+    QVERIFY(waitUntilIdle(*m_controller));
+    QVERIFY(waitUntilWatched(m_controller->appModel()->getAllLessFilesAndIncludeIgnoredOnes(true)));
+    m_controller->setJAutoCompileEnabled(true);
+
+    const QList<CompilerResultHolder> &log = m_controller->appModel()->compilerResultData();
+    writeFile(less + "/variables.less", "@c: #456;\n");
+    QTRY_COMPARE_WITH_TIMEOUT(log.size(), 2, Timeout);
+    const int mainRow = log.at(0).file().endsWith("main.less") ? 0 : 1; // compiles end in any order
+    QCOMPARE(log.at(mainRow).file(), PathUtils::abbreviateWithTilde(less + "/main.less"));
+    QVERIFY(log.at(mainRow).file().startsWith(QStringLiteral("~/site-")));
+    const QList<StyledText::Run> importer = log.at(mainRow).result().runs();
+    QCOMPARE(importer.size(), 2);
+    QCOMPARE(importer.at(0).color, (RgbaColor{0, 0.573, 0, 1}));
+    QCOMPARE(importer.at(1).text, QStringLiteral("  [Triggered by: variables.less]"));
+    QCOMPARE(importer.at(1).color, StyledText::Grey);
+    QCOMPARE(log.at(1 - mainRow).result().runs().size(), 1);
+    QVERIFY(readFile(less + "/main.css").contains("#456"));
+    QCOMPARE(m_controller->activeTabViewIndex(), MainAppController::CompilerLogTab);
+
+    m_controller->setActiveTabViewIndex(0);
+    writeFile(less + "/broken.less", "a { color: @missing; }\n");
+    QTRY_COMPARE_WITH_TIMEOUT(log.size(), 3, Timeout);
+    const StyledText error = log.constLast().result();
+    QCOMPARE(error.runs().constFirst().color, StyledText::Red);
+    QVERIFY2(error.plainText().contains(QStringLiteral("@missing")), qPrintable(error.plainText()));
+    QCOMPARE(m_controller->activeTabViewIndex(), MainAppController::CompilerLogTab);
+}
+// A folder's new names go into one red entry, each name once per run; the
+// files are left out of the project.
+void TestCompilerLog::namesThatAreNotUtf8AreReportedOnce()
+{
+    const QByteArray site = QFile::encodeName(resolved("@/site"));
+    writeFile(resolved("@/site/a.less"), "a { b: c; }\n");
+    writeFileNamed(site + "/bad\xff.less", "");
+    QVERIFY(::mkdir(QByteArray(site + "/sub\xfe").constData(), 0755) == 0);
+    writeFileNamed(site + "/sub\xfe/c.less", "");
+    m_controller->beginValidatingPath(resolved("@/site"));
+    QVERIFY(waitUntilIdle(*m_controller));
+    m_controller->refreshWatchedFolders();
+    QVERIFY(waitUntilIdle(*m_controller));
+    writeFileNamed(site + "/new\xff.less", "");
+    m_controller->refreshWatchedFolders();
+    QVERIFY(waitUntilIdle(*m_controller));
+
+    QCOMPARE(m_controller->appModel()->getAllLessFilesAndIncludeIgnoredOnes(true), QStringList{resolved("@/site/a.less")});
+    const QList<CompilerResultHolder> &log = m_controller->appModel()->compilerResultData();
+    QCOMPARE(log.size(), 2);
+    const QList<QStringList> reported{{R"(bad\xFF.less)", R"(sub\xFE/c.less)"}, {R"(new\xFF.less)"}};
+    for (int entry = 0; entry < 2; ++entry) {
+        QStringList lines = log.at(entry).result().plainText().split(u'\n');
+        QCOMPARE(lines.takeFirst(), QStringLiteral("Cascader cannot compile these LESS files: their names, or the "
+                                                   "names of their folders, are not valid UTF-8. Rename them to "
+                                                   "compile them:"));
+        QCOMPARE(sorted(lines), reported.at(entry));
+        QCOMPARE(log.at(entry).file(), PathUtils::abbreviateWithTilde(resolved("@/site")));
+        QCOMPARE(log.at(entry).result().runs().constFirst().color, StyledText::Red);
+    }
+}
+
+QTEST_MAIN(TestCompilerLog)
+#include "TestCompilerLog.moc"
