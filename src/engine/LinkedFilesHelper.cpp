@@ -3,157 +3,252 @@
 #include "support/Logging.h"
 #include "support/PathUtils.h"
 
+#include <QDir>
 #include <QFile>
-
-#include <array>
-#include <cctype>
-#include <cstdio>
-#include <cstring>
-#include <memory>
 
 namespace {
 
-constexpr qsizetype StatementBufferSize = 4096;
-constexpr qsizetype KeywordLength = 7;
-const QString ImportKeyword = QStringLiteral("@import");
-const QString UrlKeyword = QStringLiteral("url");
-const QString TrimmedCharacters = QStringLiteral(" '\";()");
+const QByteArray ImportKeyword = QByteArrayLiteral("@import");
+const QByteArray UrlFunction = QByteArrayLiteral("url(");
+const QString LessExtension = QStringLiteral("less");
+const QString CSSExtension = QStringLiteral("css");
+// Options under which less reads a file whatever its extension, and the one
+// under which it never does.
+const QStringList ReadingOptions{QStringLiteral("less"), QStringLiteral("inline")};
+const QString CSSOption = QStringLiteral("css");
+const QStringList RemotePrefixes{QStringLiteral("http://"), QStringLiteral("https://"), QStringLiteral("//")};
+const QString Interpolation = QStringLiteral("@{");
 
-// Reads a file through a large buffer, byte by byte, and skips to the next
-// '@' with memchr so that long stretches without statements cost little.
-class ByteReader
+bool isNameCharacter(char c)
+{
+    return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '-' || c == '_'
+        || static_cast<unsigned char>(c) >= 0x80;
+}
+
+bool isSpace(char c)
+{
+    return c == ' ' || c == '\t' || c == '\n' || c == '\r' || c == '\f';
+}
+
+// A walk over LESS source that steps over comments, strings and url()
+// values, stopping at each @import.
+class ImportScanner
 {
 public:
-    explicit ByteReader(std::FILE *file) : m_file(file) {}
+    explicit ImportScanner(QByteArrayView source) : m_source(source) {}
 
-    int next()
+    QList<ImportStatement> scan()
     {
-        if (m_position == m_end && !refill())
-            return EOF;
-        return static_cast<unsigned char>(m_buffer[m_position++]);
-    }
-
-    bool skipToAt()
-    {
-        for (;;) {
-            const void *at = std::memchr(m_buffer.data() + m_position, '@', m_end - m_position);
-            if (at) {
-                m_position = static_cast<const char *>(at) - m_buffer.data() + 1;
-                return true;
-            }
-            if (!refill())
-                return false;
+        while (!atEnd()) {
+            if (!skipCommentOrString() && !skipUrl() && !readImport())
+                ++m_position;
         }
+        return m_statements;
     }
 
 private:
-    bool refill()
+    bool atEnd() const { return m_position >= m_source.size(); }
+    char at(qsizetype offset = 0) const
     {
-        m_position = 0;
-        m_end = std::fread(m_buffer.data(), 1, m_buffer.size(), m_file);
-        return m_end > 0;
+        const qsizetype index = m_position + offset;
+        return index < m_source.size() ? m_source.at(index) : '\0';
+    }
+    // Case does not matter in at-rules and function names.
+    bool startsWith(const QByteArray &word) const
+    {
+        return m_source.size() - m_position >= word.size()
+            && qstrnicmp(m_source.data() + m_position, word.constData(), size_t(word.size())) == 0;
     }
 
-    std::FILE *m_file;
-    std::array<char, 64 * 1024> m_buffer{};
-    size_t m_position = 0;
-    size_t m_end = 0;
-};
+    bool skipCommentOrString()
+    {
+        if (at() == '/' && at(1) == '*') {
+            const qsizetype end = m_source.indexOf(QByteArrayView("*/"), m_position + 2);
+            m_position = end < 0 ? m_source.size() : end + 2;
+            return true;
+        }
+        if (at() == '/' && at(1) == '/') {
+            const qsizetype end = m_source.indexOf('\n', m_position);
+            m_position = end < 0 ? m_source.size() : end + 1;
+            return true;
+        }
+        if (at() == '"' || at() == '\'') {
+            readString();
+            return true;
+        }
+        return false;
+    }
 
-struct FileCloser
-{
-    void operator()(std::FILE *file) const { std::fclose(file); }
-};
+    // The text of the string at the position, escapes taken as the character
+    // they escape; an unescaped line break ends it, as in CSS.
+    QString readString()
+    {
+        const char quote = at();
+        QByteArray text;
+        ++m_position;
+        while (!atEnd() && at() != quote && at() != '\n') {
+            if (at() == '\\' && m_position + 1 < m_source.size())
+                ++m_position;
+            text += at();
+            ++m_position;
+        }
+        if (at() == quote)
+            ++m_position;
+        return QString::fromUtf8(text);
+    }
 
-QString removingAll(QString text, const QString &word)
-{
-    return text.remove(word, Qt::CaseInsensitive);
-}
+    bool startsFunction(const QByteArray &name) const
+    {
+        return (m_position == 0 || !isNameCharacter(m_source.at(m_position - 1))) && startsWith(name);
+    }
 
-QString trimmedOfImportPunctuation(const QString &text)
-{
-    qsizetype start = 0;
-    qsizetype end = text.size();
-    while (start < end && TrimmedCharacters.contains(text.at(start)))
-        ++start;
-    while (end > start && TrimmedCharacters.contains(text.at(end - 1)))
-        --end;
-    return text.mid(start, end - start);
-}
+    // An unquoted url() may hold "//", which is no comment there.
+    bool skipUrl()
+    {
+        if (!startsFunction(UrlFunction))
+            return false;
+        readUrl();
+        return true;
+    }
 
-} // namespace
+    QString readUrl()
+    {
+        m_position += UrlFunction.size();
+        skipSpace();
+        QString value;
+        if (at() == '"' || at() == '\'') {
+            value = readString();
+        } else {
+            const qsizetype start = m_position;
+            while (!atEnd() && at() != ')')
+                ++m_position;
+            value = QString::fromUtf8(m_source.sliced(start, m_position - start)).trimmed();
+        }
+        const qsizetype close = m_source.indexOf(')', m_position);
+        m_position = close < 0 ? m_source.size() : close + 1;
+        return value;
+    }
 
-std::optional<QString> scanForImportStringInBuffer(const char *statement)
-{
-    char keyword[KeywordLength + 1] = {};
-    for (qsizetype i = 0; i < KeywordLength && statement[i] != '\0'; ++i)
-        keyword[i] = static_cast<char>(std::tolower(static_cast<unsigned char>(statement[i])));
-    if (QLatin1StringView(keyword) != ImportKeyword)
-        return QString();
+    void skipSpace()
+    {
+        for (;;) {
+            while (!atEnd() && isSpace(at()))
+                ++m_position;
+            if (!(at() == '/' && (at(1) == '*' || at(1) == '/')))
+                return;
+            skipCommentOrString();
+        }
+    }
 
-    QString target = QString::fromUtf8(statement);
-    target = removingAll(removingAll(target, ImportKeyword), UrlKeyword);
-    target = trimmedOfImportPunctuation(target);
-    if (PathUtils::pathExtension(target).isEmpty())
-        target = PathUtils::appendingPathExtension(target, QStringLiteral("less"));
-    return target;
-}
+    bool readImport()
+    {
+        if (at() != '@' || !startsWith(ImportKeyword) || isNameCharacter(at(ImportKeyword.size())))
+            return false;
+        m_position += ImportKeyword.size();
+        skipSpace();
+        const QStringList options = readOptions();
+        for (;;) {
+            skipSpace();
+            const std::optional<QString> target = readTarget();
+            if (!target)
+                break;
+            if (!target->isEmpty())
+                m_statements << ImportStatement{*target, options};
+            skipSpace();
+            if (at() != ',')
+                break;
+            ++m_position;
+        }
+        skipToEndOfStatement();
+        return true;
+    }
 
-std::optional<QStringList> scanForAllImportStatements(const QByteArray &path)
-{
-    const QString displayPath = QFile::decodeName(path);
-    std::unique_ptr<std::FILE, FileCloser> file(std::fopen(path.constData(), "r"));
-    if (!file) {
-        qCWarning(lcScanner, "Unable to open file for @import linking. No links established for: %s",
-                  qUtf8Printable(displayPath));
+    QStringList readOptions()
+    {
+        if (at() != '(')
+            return {};
+        const qsizetype close = m_source.indexOf(')', m_position);
+        const qsizetype end = close < 0 ? m_source.size() : close;
+        QStringList options;
+        for (const QString &option : QString::fromUtf8(m_source.sliced(m_position + 1, end - m_position - 1)).split(u','))
+            options << option.trimmed().toLower();
+        m_position = close < 0 ? end : end + 1;
+        return options;
+    }
+
+    std::optional<QString> readTarget()
+    {
+        if (at() == '"' || at() == '\'')
+            return readString();
+        if (startsFunction(UrlFunction))
+            return readUrl();
         return std::nullopt;
     }
 
-    QStringList imports;
-    imports.reserve(10);
-    // One byte more than a statement can hold, so a full statement stays terminated.
-    std::array<char, StatementBufferSize + 1> statement{};
-    ByteReader reader(file.get());
-    while (reader.skipToAt()) {
-        statement.fill('\0');
-        statement[0] = '@';
-        qsizetype position = 1;
-        for (;;) {
-            const int byte = reader.next();
-            if (byte == 0 || position >= StatementBufferSize)
-                break;
-            if (byte == EOF) {
-                qCWarning(lcScanner,
-                          "Error: unexpected End-Of-File encountered while linking @import statements "
-                          "in (%s). This LESS file is malformed; no links were established for it.",
-                          qUtf8Printable(displayPath));
-                return imports;
-            }
-            statement[position++] = static_cast<char>(byte);
-            if (byte == ';') {
-                const std::optional<QString> target = scanForImportStringInBuffer(statement.data());
-                if (target && !target->isEmpty())
-                    imports.append(*target);
-                break;
-            }
+    // A media query may follow the names.
+    void skipToEndOfStatement()
+    {
+        while (!atEnd() && at() != ';' && at() != '{' && at() != '}') {
+            if (!skipCommentOrString())
+                ++m_position;
         }
+        if (at() == ';')
+            ++m_position;
     }
-    return imports;
+
+    QByteArrayView m_source;
+    qsizetype m_position = 0;
+    QList<ImportStatement> m_statements;
+};
+
+} // namespace
+
+QList<ImportStatement> LinkedFilesHelper::importStatements(QByteArrayView source)
+{
+    return ImportScanner(source).scan();
+}
+
+bool LinkedFilesHelper::readsImportedFile(const ImportStatement &statement)
+{
+    const QString &target = statement.target;
+    if (target.contains(Interpolation) || statement.options.contains(CSSOption))
+        return false;
+    for (const QString &prefix : RemotePrefixes) {
+        if (target.startsWith(prefix, Qt::CaseInsensitive))
+            return false;
+    }
+    for (const QString &option : ReadingOptions) {
+        if (statement.options.contains(option))
+            return true;
+    }
+    return PathUtils::pathExtension(target).compare(CSSExtension, Qt::CaseInsensitive) != 0;
 }
 
 std::optional<QStringList> LinkedFilesHelper::linkedFilesForLessFile(const QString &lessFilePath)
 {
-    return scanForAllImportStatements(QFile::encodeName(lessFilePath));
+    QFile file(lessFilePath);
+    if (!file.open(QIODevice::ReadOnly)) {
+        qCWarning(lcScanner, "Unable to open file for @import linking. No links established for: %s",
+                  qUtf8Printable(lessFilePath));
+        return std::nullopt;
+    }
+    QStringList files;
+    for (const ImportStatement &statement : importStatements(file.readAll())) {
+        if (!readsImportedFile(statement))
+            continue;
+        const QString path = pathToImportedFile(statement.target, lessFilePath);
+        if (!files.contains(path))
+            files << path;
+    }
+    return files;
 }
 
 QString LinkedFilesHelper::pathToImportedFile(const QString &importTarget, const QString &lessFilePath)
 {
-    QString path = PathUtils::deletingLastPathComponent(lessFilePath);
-    for (const QString &component : PathUtils::pathComponents(importTarget)) {
-        if (component.compare(QStringLiteral(".."), Qt::CaseInsensitive) == 0)
-            path = PathUtils::deletingLastPathComponent(path);
-        else
-            path = PathUtils::appendingPathComponent(path, component);
-    }
-    return path;
+    QString target = importTarget;
+    if (PathUtils::pathExtension(target).isEmpty())
+        target = PathUtils::appendingPathExtension(target, LessExtension);
+    if (QDir::isAbsolutePath(target))
+        return QDir::cleanPath(target);
+    return QDir::cleanPath(PathUtils::deletingLastPathComponent(lessFilePath) + u'/' + target);
 }

@@ -129,7 +129,7 @@ void ZRMCompilerPool::workerAnswered(ZRMCompileWorker *worker, const ZRMCompileW
         removeWorker(worker);
         startWorker();
     }
-    finish(job, answer.ok, answer.message);
+    finish(job, answer.ok, answer.message, answer.files);
     dispatch();
 }
 
@@ -208,9 +208,9 @@ void ZRMCompilerPool::dispatch()
         m_dueTimer.start(int(due - now));
 }
 
-void ZRMCompilerPool::finish(const ZRMCompileJob &job, bool ok, const QString &message)
+void ZRMCompilerPool::finish(const ZRMCompileJob &job, bool ok, const QString &message, const QStringList &filesRead)
 {
-    Q_EMIT finished(job, ok, message);
+    Q_EMIT finished(job, ok, message, filesRead);
 }
 
 bool ZRMCompilerPool::hasTooManyWorkers() const

@@ -46,7 +46,8 @@ public:
     QList<qint64> workerProcessIds() const;
 
 Q_SIGNALS:
-    void finished(const ZRMCompileJob &job, bool ok, const QString &message);
+    // filesRead: what the compiler read, the input first; empty when it did not answer.
+    void finished(const ZRMCompileJob &job, bool ok, const QString &message, const QStringList &filesRead);
     // Once each time the workers stop being able to start, and once when
     // they can again.
     void broken(const QString &reason);
@@ -61,7 +62,7 @@ private:
     void jobLost(ZRMCompileJob job, ZRMCompileWorker::Failure failure, const QString &detail);
     void becomeBroken(const QString &detail);
     void dispatch();
-    void finish(const ZRMCompileJob &job, bool ok, const QString &message);
+    void finish(const ZRMCompileJob &job, bool ok, const QString &message, const QStringList &filesRead = {});
     bool hasTooManyWorkers() const;
     bool anyWorkerStarted() const;
 

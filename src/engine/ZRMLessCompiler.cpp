@@ -250,7 +250,8 @@ void ZRMLessCompiler::postStart(const QString &path)
 
 // A compile without an output path has no label either: its values end at
 // the first missing one.
-void ZRMLessCompiler::didFinishCompiling(const ZRMCompileJob &job, bool ok, const QString &message)
+void ZRMLessCompiler::didFinishCompiling(const ZRMCompileJob &job, bool ok, const QString &message,
+                                         const QStringList &filesRead)
 {
     QVariantMap result = mapOfValuesUpToFirstMissing({
         {Time, job.started},
@@ -259,6 +260,7 @@ void ZRMLessCompiler::didFinishCompiling(const ZRMCompileJob &job, bool ok, cons
     });
     result.insert(Result, ok ? SuccessMessage : message.trimmed());
     result.insert(Successful, ok);
+    result.insert(FilesRead, filesRead);
     didFinishCompilingFileWithResult(result);
 }
 

@@ -40,6 +40,8 @@ inline constexpr QLatin1StringView File{"file"};
 inline constexpr QLatin1StringView Result{"result"};
 // Null until the compile has ended, then a bool.
 inline constexpr QLatin1StringView Successful{"successful"};
+// The files the compile read, the input first; empty when the compiler did not say.
+inline constexpr QLatin1StringView FilesRead{"filesRead"};
 
 } // namespace ZRMLessCompilerKey
 
@@ -102,7 +104,8 @@ private:
     bool compilerIsUsable();
     void reportMissingCompiler(const QString &reason);
     void postStart(const QString &path);
-    void didFinishCompiling(const ZRMCompileJob &job, bool ok, const QString &message);
+    void didFinishCompiling(const ZRMCompileJob &job, bool ok, const QString &message,
+                            const QStringList &filesRead = {});
     void didFinishCompilingFileWithResult(const QVariantMap &result);
     void compileIfAutoCompiled(const QString &path, const QVariantMap &settings,
                                const QString &triggeringPath);

@@ -8,140 +8,111 @@ class TestLinkedFilesHelper : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
-    void statement_data();
-    void statement();
-    void file_data();
-    void file();
-    void longStatementIsDropped();
+    void statements_data();
+    void statements();
+    void filesRead_data();
+    void filesRead();
     void unreadableFile();
-    void resolution_data();
-    void resolution();
-
-private:
-    QString writeFile(const QByteArray &content);
-    QTemporaryDir m_folder;
-    int m_fileCount = 0;
 };
 
-QString TestLinkedFilesHelper::writeFile(const QByteArray &content)
+// Each statement found reads "target" or "target (options)", in order.
+void TestLinkedFilesHelper::statements_data()
 {
-    const QString path = m_folder.filePath(QStringLiteral("file%1 ü.less").arg(++m_fileCount));
+    QTest::addColumn<QByteArray>("source");
+    QTest::addColumn<QStringList>("found");
+
+    QTest::newRow("quoted") << QByteArray("@import 'mixins';") << QStringList{"mixins"};
+    QTest::newRow("double quotes, folder") << QByteArray("@import \"a/b.less\";") << QStringList{"a/b.less"};
+    QTest::newRow("upper-case keyword") << QByteArray("@IMPORT 'Reset.LESS';") << QStringList{"Reset.LESS"};
+    QTest::newRow("no space before the name") << QByteArray("@import'x';") << QStringList{"x"};
+    QTest::newRow("url, quoted and not") << QByteArray("@import url('grid.less');\n@import url( plain.less );")
+                                         << QStringList{"grid.less", "plain.less"};
+    QTest::newRow("name containing url") << QByteArray("@import 'curly.less';") << QStringList{"curly.less"};
+    QTest::newRow("options") << QByteArray("@import (reference, Optional) './x.less';")
+                             << QStringList{"./x.less (reference optional)"};
+    QTest::newRow("over several lines") << QByteArray("@import\n  (less)\n  'a.css'\n  ;")
+                                        << QStringList{"a.css (less)"};
+    QTest::newRow("several names and a media query") << QByteArray("@import 'a', \"b\" screen and (color);")
+                                                     << QStringList{"a", "b"};
+    QTest::newRow("interpolated name kept whole") << QByteArray("@import \"@{theme}/colors.less\";")
+                                                  << QStringList{"@{theme}/colors.less"};
+    QTest::newRow("semicolon and escaped quote in a name") << QByteArray(R"(@import 'a;b\'c';)")
+                                                           << QStringList{"a;b'c"};
+    QTest::newRow("line comment") << QByteArray("// @import 'old';\n@import 'new';") << QStringList{"new"};
+    QTest::newRow("block comment") << QByteArray("/* @import 'old';\n */ @import /* x */ 'new';")
+                                   << QStringList{"new"};
+    QTest::newRow("import inside a string") << QByteArray("a { content: \"@import 'no';\"; }") << QStringList{};
+    QTest::newRow("url with // is no comment") << QByteArray("a { b: url(http://x/y.png); }\n@import 'z';")
+                                               << QStringList{"z"};
+    QTest::newRow("inside a block") << QByteArray("@media print { @import 'p'; }") << QStringList{"p"};
+    QTest::newRow("keyword as a prefix") << QByteArray("@importfoo; @imports 'x';") << QStringList{};
+    QTest::newRow("variable name") << QByteArray("@import @theme;") << QStringList{};
+    QTest::newRow("unterminated at the end") << QByteArray("@import 'a';\n@import 'b") << QStringList{"a", "b"};
+    QTest::newRow("unterminated comment") << QByteArray("@import 'a'; /* @import 'b';") << QStringList{"a"};
+}
+
+void TestLinkedFilesHelper::statements()
+{
+    QFETCH(QByteArray, source);
+    QFETCH(QStringList, found);
+    QStringList texts;
+    for (const ImportStatement &statement : LinkedFilesHelper::importStatements(source))
+        texts << (statement.options.isEmpty() ? statement.target
+                                              : statement.target + " (" + statement.options.join(u' ') + ")");
+    QCOMPARE(texts, found);
+}
+
+// Paths relative to the importing file's folder, /p/site/less.
+void TestLinkedFilesHelper::filesRead_data()
+{
+    QTest::addColumn<QByteArray>("source");
+    QTest::addColumn<QStringList>("files");
+
+    QTest::newRow("extension added, each once")
+        << QByteArray("@import 'b';\n@import (reference) \"b.less\";") << QStringList{"/p/site/less/b.less"};
+    QTest::newRow("./ and ../") << QByteArray("@import './x';\n@import '../shared/base.less';")
+                                << QStringList{"/p/site/less/x.less", "/p/site/shared/base.less"};
+    QTest::newRow("absolute") << QByteArray("@import '/lib/x.less';") << QStringList{"/lib/x.less"};
+    QTest::newRow("css stays a css import") << QByteArray("@import 'theme.css';") << QStringList{};
+    QTest::newRow("css read as less") << QByteArray("@import (less) 'theme.css';\n@import (inline) 'raw.css';")
+                                      << QStringList{"/p/site/less/theme.css", "/p/site/less/raw.css"};
+    QTest::newRow("css option") << QByteArray("@import (css) 'x.less';") << QStringList{};
+    QTest::newRow("remote") << QByteArray("@import url(https://fonts.example/a.css);\n@import '//cdn/x.less';")
+                            << QStringList{};
+    QTest::newRow("interpolated") << QByteArray("@import '@{theme}/colors';") << QStringList{};
+}
+
+void TestLinkedFilesHelper::filesRead()
+{
+    QFETCH(QByteArray, source);
+    QFETCH(QStringList, files);
+    QStringList read;
+    for (const ImportStatement &statement : LinkedFilesHelper::importStatements(source)) {
+        const QString path = LinkedFilesHelper::pathToImportedFile(statement.target, "/p/site/less/main.less");
+        if (LinkedFilesHelper::readsImportedFile(statement) && !read.contains(path))
+            read << path;
+    }
+    QCOMPARE(read, files);
+
+    QTemporaryDir folder;
+    const QString path = folder.filePath("main ü.less");
     QFile file(path);
-    if (!file.open(QIODevice::WriteOnly) || file.write(content) != content.size())
-        qFatal("cannot write %s", qPrintable(path));
-    return path;
-}
-
-void TestLinkedFilesHelper::statement_data()
-{
-    QTest::addColumn<QByteArray>("statement");
-    QTest::addColumn<QString>("target");
-
-    QTest::newRow("quoted, no extension") << QByteArray("@import 'mixins';") << "mixins.less";
-    QTest::newRow("url") << QByteArray("@import url('grid.less');") << "grid.less";
-    QTest::newRow("upper-case keyword") << QByteArray("@IMPORT 'Reset.LESS';") << "Reset.LESS";
-    QTest::newRow("css kept") << QByteArray("@import 'theme.css';") << "theme.css";
-    QTest::newRow("double quotes") << QByteArray("@import \"a/b.less\";") << "a/b.less";
-    QTest::newRow("no space after keyword") << QByteArray("@Import'x';") << "x.less";
-    QTest::newRow("keyword as prefix") << QByteArray("@importfoo;") << "foo.less";
-    QTest::newRow("url inside a name") << QByteArray("@import 'curly.less';") << "cy.less";
-    QTest::newRow("target on next line") << QByteArray("@import\n'a.less';") << "\n'a.less";
-    QTest::newRow("variable") << QByteArray("@variable: 10px;") << "";
-    QTest::newRow("media") << QByteArray("@media screen { a { color: red;") << "";
-    QTest::newRow("short") << QByteArray("@imp;") << "";
-}
-
-void TestLinkedFilesHelper::statement()
-{
-    QFETCH(QByteArray, statement);
-    QFETCH(QString, target);
-    QCOMPARE(scanForImportStringInBuffer(statement.constData()), std::optional<QString>(target));
-}
-
-void TestLinkedFilesHelper::file_data()
-{
-    QTest::addColumn<QByteArray>("content");
-    QTest::addColumn<QStringList>("imports");
-    QTest::addColumn<bool>("endsInsideStatement");
-
-    QTest::newRow("empty") << QByteArray() << QStringList() << false;
-    QTest::newRow("no at") << QByteArray("a { color: red; }\n") << QStringList() << false;
-    QTest::newRow("several, in order, duplicates kept")
-        << QByteArray("@import 'b';\n@c: red;\n@import (reference) \"a.less\";\n@import 'b';\n")
-        << QStringList{"b.less", "reference) \"a.less", "b.less"} << false;
-    QTest::newRow("comment is not recognised")
-        << QByteArray("// @import 'old';\n/* @import \"older.less\"; */\n")
-        << QStringList{"old.less", "older.less"} << false;
-    QTest::newRow("media block swallows the import inside it")
-        << QByteArray("@media print { a { b: c; } }\n@import 'x';\n@media s { @import 'y'; }")
-        << QStringList{"x.less"} << false;
-    QTest::newRow("zero byte abandons the statement")
-        << QByteArray("@import 'a", 10) + QByteArray(1, '\0') + QByteArray("';@import 'b';")
-        << QStringList{"b.less"} << false;
-    QTest::newRow("end of file inside a statement keeps earlier imports")
-        << QByteArray("@import 'a';\n@import 'b.less'") << QStringList{"a.less"} << true;
-}
-
-void TestLinkedFilesHelper::file()
-{
-    QFETCH(QByteArray, content);
-    QFETCH(QStringList, imports);
-    QFETCH(bool, endsInsideStatement);
-
-    const QString path = writeFile(content);
-    if (endsInsideStatement)
-        QTest::ignoreMessage(QtWarningMsg,
-                             qPrintable(QStringLiteral(
-                                 "Error: unexpected End-Of-File encountered while linking @import "
-                                 "statements in (%1). This LESS file is malformed; no links were "
-                                 "established for it.").arg(path)));
-    QCOMPARE(LinkedFilesHelper::linkedFilesForLessFile(path), std::optional<QStringList>(imports));
-}
-
-void TestLinkedFilesHelper::longStatementIsDropped()
-{
-    // A statement of exactly 4,096 characters counts; one character more is dropped.
-    const QByteArray fits = "@import '" + QByteArray(4096 - 11, 'f') + "';";
-    const QByteArray tooLong = "@import '" + QByteArray(4096 - 10, 'g') + "';";
-    QCOMPARE(fits.size(), 4096);
-    const QString path = writeFile(fits + tooLong + "@import 'after';");
-    const auto imports = LinkedFilesHelper::linkedFilesForLessFile(path);
-    QVERIFY(imports);
-    QCOMPARE(imports->size(), 2);
-    QCOMPARE(imports->at(0), QString(4096 - 11, u'f') + ".less");
-    // The overlong statement ends where it was cut; scanning resumes after it.
-    QCOMPARE(imports->at(1), QStringLiteral("after.less"));
+    QVERIFY(file.open(QIODevice::WriteOnly) && file.write(source) == source.size());
+    file.close();
+    QStringList expected;
+    for (const QString &file : files)
+        expected << (file.startsWith("/lib") ? file
+                                             : QDir::cleanPath(folder.path() + '/' + QDir("/p/site/less").relativeFilePath(file)));
+    QCOMPARE(LinkedFilesHelper::linkedFilesForLessFile(path), std::optional<QStringList>(expected));
 }
 
 void TestLinkedFilesHelper::unreadableFile()
 {
-    const QString path = m_folder.filePath(QStringLiteral("missing.less"));
+    QTemporaryDir folder;
+    const QString path = folder.filePath(QStringLiteral("missing.less"));
     QTest::ignoreMessage(QtWarningMsg,
-                         qPrintable("Unable to open file for @import linking. No links established for: "
-                                    + path));
+                         qPrintable("Unable to open file for @import linking. No links established for: " + path));
     QCOMPARE(LinkedFilesHelper::linkedFilesForLessFile(path), std::nullopt);
-}
-
-void TestLinkedFilesHelper::resolution_data()
-{
-    QTest::addColumn<QString>("target");
-    QTest::addColumn<QString>("importer");
-    QTest::addColumn<QString>("resolved");
-
-    QTest::newRow("sibling") << "b.less" << "/p/site/css/main.less" << "/p/site/css/b.less";
-    QTest::newRow("parent") << "../shared/base.less" << "/p/site/css/main.less" << "/p/site/shared/base.less";
-    QTest::newRow("absolute is relative") << "/abs/x.less" << "/p/site/css/main.less" << "/p/site/css/abs/x.less";
-    QTest::newRow("dot kept") << "./x.less" << "/p/main.less" << "/p/./x.less";
-    QTest::newRow("climbing past the root") << "../../../../x.less" << "/p/a/main.less" << "/x.less";
-    QTest::newRow("tilde not expanded") << "~/x.less" << "/p/main.less" << "/p/~/x.less";
-}
-
-void TestLinkedFilesHelper::resolution()
-{
-    QFETCH(QString, target);
-    QFETCH(QString, importer);
-    QFETCH(QString, resolved);
-    QCOMPARE(LinkedFilesHelper::pathToImportedFile(target, importer), resolved);
 }
 
 QTEST_GUILESS_MAIN(TestLinkedFilesHelper)
