@@ -1,6 +1,7 @@
 #include "ZRMWindow.h"
 
 #include "AddFolderPanel.h"
+#include "CompilerLogPage.h"
 #include "CompilerArrayController.h"
 #include "FilesArrayController.h"
 #include "PathsArrayController.h"
@@ -8,14 +9,12 @@
 #include "ImageResources.h"
 #include "ZRMProgressSpinner.h"
 #include "ZRMSegmentedControl.h"
-#include "ZRMCompilerResultTableCell.h"
 #include "ZRMDragOverlayView.h"
 #include "ZRMDragOverlayWindow.h"
 #include "ZRMIconAndBadgeTableCell.h"
 #include "ZRMLessFileTableCell.h"
-#include "ZRMSingleLineItemDelegate.h"
 #include "ZRMStaticImageView.h"
-#include "ZRMTableView.h"
+#include "WindowControls.h"
 #include "app/MainAppController.h"
 #include "support/PathUtils.h"
 #include "support/Resources.h"
@@ -35,11 +34,11 @@
 #include <QHeaderView>
 #include <QItemSelectionModel>
 #include <QLabel>
+#include <QPushButton>
 #include <QMenu>
 #include <QMenuBar>
 #include <QMessageBox>
 #include <QMimeData>
-#include <QPushButton>
 #include <QSplitter>
 #include <QStackedWidget>
 #include <QStyle>
@@ -50,6 +49,9 @@
 
 #include <chrono>
 
+using WindowControls::createButton;
+using WindowControls::followEnabledState;
+
 namespace {
 
 const QString WindowTitle = QStringLiteral("Cascader");
@@ -58,7 +60,6 @@ const QString IconsFolder = QStringLiteral("icons");
 const QString RefreshIconName = QStringLiteral("view-refresh");
 constexpr QSize DefaultWindowSize{900, 560};
 constexpr int DefaultFoldersPaneWidth = 220;
-constexpr int FileColumnWidth = 200;
 constexpr int TabButtonWidth = 100;
 constexpr int MessageSheetWidth = 420;
 constexpr std::chrono::milliseconds DefaultFlashDuration{1000};
@@ -96,28 +97,13 @@ QIcon applicationIcon()
     return QIcon::fromTheme(ApplicationIconName, installed);
 }
 
-QTableView *createTableView(QAbstractItemModel *model, const QString &name, QWidget *parent)
-{
-    auto *view = new ZRMTableView(parent);
-    view->setAccessibleName(name);
-    view->setModel(model);
-    view->setSelectionBehavior(QAbstractItemView::SelectRows);
-    view->setSelectionMode(QAbstractItemView::ExtendedSelection);
-    view->setEditTriggers(QAbstractItemView::NoEditTriggers);
-    view->setWordWrap(false);
-    view->verticalHeader()->hide();
-    view->horizontalHeader()->setStretchLastSection(true);
-    view->horizontalHeader()->setHighlightSections(false);
-    return view;
-}
-
 // A one-column list with its own selection: no header, rows drawn by cell,
 // the given commands on its context menu.
 QTableView *createListView(QAbstractItemModel *model, QItemSelectionModel *selection, const QString &name,
                            const QList<QAction *> &commands, QStyledItemDelegate *cell, int rowHeight,
                            QWidget *parent)
 {
-    QTableView *view = createTableView(model, name, parent);
+    QTableView *view = WindowControls::createTableView(model, name, parent);
     view->setSelectionModel(selection);
     view->setItemDelegate(cell);
     cell->setParent(view);
@@ -379,7 +365,9 @@ QWidget *ZRMWindow::buildTabsPane()
 
     m_tabView = new QStackedWidget(this);
     m_tabView->insertWidget(LessFilesTab, buildFilesPage());
-    m_tabView->insertWidget(CompilerLogTab, buildLogPage());
+    m_logPage = new CompilerLogPage(m_compilerController, m_tabActions->actions().at(CompilerLogTab)->iconText(),
+                                    m_clearLogAction, this);
+    m_tabView->insertWidget(CompilerLogTab, m_logPage);
 
     auto *tabs = new QHBoxLayout;
     tabs->addStretch();
@@ -406,52 +394,12 @@ QWidget *ZRMWindow::buildFilesPage()
 
     m_chooseCSSPathAction->setIconText(tr("Choose CSS Output…"));
     auto *buttons = new QHBoxLayout;
-    buttons->addWidget(createButton(m_chooseCSSPathAction));
-    buttons->addWidget(createButton(m_clearCSSPathAction));
+    buttons->addWidget(createButton(m_chooseCSSPathAction, this));
+    buttons->addWidget(createButton(m_clearCSSPathAction, this));
     buttons->addStretch();
 
     auto *layout = new QVBoxLayout;
     layout->addWidget(m_lessFilesTableView, 1);
-    layout->addLayout(buttons);
-    return createPane(layout, this);
-}
-
-// The result column wraps and its rows take the height the controller
-// measures; time and file stay on one line.
-QWidget *ZRMWindow::buildLogPage()
-{
-    CompilerArrayController *log = m_compilerController;
-    m_compilerResultTableView = createTableView(log, m_tabActions->actions().at(CompilerLogTab)->iconText(), this);
-    m_compilerResultTableView->setWordWrap(true);
-    m_compilerResultTableView->setTextElideMode(Qt::ElideMiddle);
-    m_compilerResultTableView->setVerticalScrollMode(QAbstractItemView::ScrollPerPixel);
-    m_compilerResultTableView->verticalHeader()->setSectionResizeMode(QHeaderView::Fixed);
-    m_compilerResultTableView->setItemDelegateForColumn(CompilerArrayController::ResultColumn,
-                                                        new ZRMCompilerResultTableCell(m_compilerResultTableView));
-    QHeaderView *columns = m_compilerResultTableView->horizontalHeader();
-    columns->setDefaultAlignment(Qt::AlignLeading | Qt::AlignVCenter);
-    columns->setSectionResizeMode(CompilerArrayController::TimeColumn, QHeaderView::ResizeToContents);
-    columns->resizeSection(CompilerArrayController::FileColumn, FileColumnWidth);
-    auto *singleLine = new ZRMSingleLineItemDelegate(m_compilerResultTableView);
-    m_compilerResultTableView->setItemDelegateForColumn(CompilerArrayController::TimeColumn, singleLine);
-    m_compilerResultTableView->setItemDelegateForColumn(CompilerArrayController::FileColumn, singleLine);
-    log->logTableColumnWidths(columns);
-    // A stretch follows a resize in several steps; the widths are read once they settle.
-    auto *columnsSettled = new QTimer(this);
-    columnsSettled->setSingleShot(true);
-    connect(columnsSettled, &QTimer::timeout, log, [log, columns] { log->tableViewColumnDidResize(columns); });
-    connect(columns, &QHeaderView::sectionResized, columnsSettled, qOverload<>(&QTimer::start));
-    connect(log, &CompilerArrayController::rowHeightsChanged, this, &ZRMWindow::measureLogRows);
-    connect(log, &CompilerArrayController::rowHeightsChanged, this, &ZRMWindow::measureLastLogRow);
-    connect(log, &QAbstractItemModel::rowsInserted, this,
-            [this](const QModelIndex &, int first, int last) { measureLogRows(first, last - first + 1); });
-
-    auto *buttons = new QHBoxLayout;
-    buttons->addStretch();
-    buttons->addWidget(createButton(m_clearLogAction));
-
-    auto *layout = new QVBoxLayout;
-    layout->addWidget(m_compilerResultTableView, 1);
     layout->addLayout(buttons);
     return createPane(layout, this);
 }
@@ -476,7 +424,7 @@ QWidget *ZRMWindow::buildBottomBar()
     layout->addWidget(m_progressSpinner);
     layout->addWidget(m_progressLabel);
     layout->addStretch();
-    layout->addWidget(createButton(m_compileAllAction));
+    layout->addWidget(createButton(m_compileAllAction, this));
     return createPane(layout, this);
 }
 
@@ -515,22 +463,6 @@ void ZRMWindow::followLists()
     connect(log, &QAbstractItemModel::rowsInserted, this, &ZRMWindow::updateControlStates);
     connect(log, &QAbstractItemModel::modelReset, this, &ZRMWindow::updateControlStates);
     updateControlStates();
-}
-
-QPushButton *ZRMWindow::createButton(QAction *action)
-{
-    auto *button = new QPushButton(action->iconText(), this);
-    button->setObjectName(action->iconText());
-    button->setAccessibleName(action->iconText());
-    followEnabledState(button, action);
-    connect(button, &QAbstractButton::clicked, action, &QAction::trigger);
-    return button;
-}
-
-void ZRMWindow::followEnabledState(QWidget *control, QAction *action)
-{
-    control->setEnabled(action->isEnabled());
-    connect(action, &QAction::enabledChanged, control, &QWidget::setEnabled);
 }
 
 // While background work runs (the controller's spinner), nothing can be started.
@@ -663,6 +595,11 @@ void ZRMWindow::clearCSSPath()
 
 // ---- Overlay and sheets
 
+QTableView *ZRMWindow::compilerResultTableView() const
+{
+    return m_logPage->tableView();
+}
+
 void ZRMWindow::flashOverlayWithDuration(double duration, const QString &iconName,
                                          const QString &title, const QString &subtitle)
 {
@@ -698,30 +635,11 @@ void ZRMWindow::showErrorSheet(const QString &title, const QString &message)
 
 void ZRMWindow::scrollTableViewsToLastRow()
 {
-    for (QTableView *view : {m_compilerResultTableView, m_lessFilesTableView, m_watchedPathsTableView}) {
+    for (QTableView *view : {compilerResultTableView(), m_lessFilesTableView, m_watchedPathsTableView}) {
         const int rows = view->model()->rowCount();
         if (rows > 0)
             view->scrollTo(view->model()->index(rows - 1, 0));
     }
-}
-
-// ---- Log row heights
-
-void ZRMWindow::measureLogRows(int first, int count)
-{
-    const CompilerArrayController *log = m_compilerController;
-    for (int row = first; row < first + count; ++row)
-        m_compilerResultTableView->setRowHeight(row, log->heightOfRow(row));
-}
-
-// The controller's re-measuring leaves the last row out, which would keep the
-// height it had at an old width (a log filled while hidden shows the newest
-// message far too tall); the table measures it itself.
-void ZRMWindow::measureLastLogRow()
-{
-    const int rows = m_compilerController->rowCount();
-    if (rows > 0)
-        measureLogRows(rows - 1, 1);
 }
 
 // ---- Drag and drop

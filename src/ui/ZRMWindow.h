@@ -3,6 +3,7 @@
 #include <QMainWindow>
 
 class CompilerArrayController;
+class CompilerLogPage;
 class FilesArrayController;
 class MainAppController;
 class PathsArrayController;
@@ -12,7 +13,6 @@ class QActionGroup;
 class QCheckBox;
 class QLabel;
 class QMenu;
-class QPushButton;
 class QSplitter;
 class QStackedWidget;
 class QTableView;
@@ -72,7 +72,7 @@ public:
     QStackedWidget *tabView() const { return m_tabView; }
     QTableView *watchedPathsTableView() const { return m_watchedPathsTableView; }
     QTableView *lessFilesTableView() const { return m_lessFilesTableView; }
-    QTableView *compilerResultTableView() const { return m_compilerResultTableView; }
+    QTableView *compilerResultTableView() const;
     QCheckBox *autoCompileCheckbox() const { return m_autoCompileCheckbox; }
     ZRMProgressSpinner *progressSpinner() const { return m_progressSpinner; }
     QLabel *progressLabel() const { return m_progressLabel; }
@@ -91,7 +91,6 @@ private:
     QWidget *buildFoldersPane();
     QWidget *buildTabsPane();
     QWidget *buildFilesPage();
-    QWidget *buildLogPage();
     QWidget *buildBottomBar();
     void followController();
     void followLists();
@@ -100,8 +99,6 @@ private:
     template<typename Receiver>
     QAction *createCommand(const QString &text, const QKeySequence &shortcut, Receiver *receiver,
                            void (Receiver::*command)());
-    QPushButton *createButton(QAction *action);
-    void followEnabledState(QWidget *control, QAction *action);
     void updateControlStates();
     void toggleAutoCompile();
     void showAutoCompileState(bool enabled);
@@ -110,8 +107,6 @@ private:
     void showTab(int index);
     void startSpinner(const QString &message);
     void stopSpinner();
-    void measureLogRows(int first, int count);
-    void measureLastLogRow();
     void restoreWindowState();
     void saveWindowState() const;
 
@@ -126,7 +121,7 @@ private:
     ZRMSegmentedControl *m_tabViewSelectionButtons = nullptr;
     QStackedWidget *m_tabView = nullptr;
     QTableView *m_lessFilesTableView = nullptr;
-    QTableView *m_compilerResultTableView = nullptr;
+    CompilerLogPage *m_logPage = nullptr;
     QCheckBox *m_autoCompileCheckbox = nullptr;
     ZRMProgressSpinner *m_progressSpinner = nullptr;
     QLabel *m_progressLabel = nullptr;

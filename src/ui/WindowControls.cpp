@@ -1,0 +1,42 @@
+#include "WindowControls.h"
+
+#include "ZRMTableView.h"
+
+#include <QAction>
+#include <QHeaderView>
+#include <QPushButton>
+
+namespace WindowControls {
+
+QTableView *createTableView(QAbstractItemModel *model, const QString &name, QWidget *parent)
+{
+    auto *view = new ZRMTableView(parent);
+    view->setAccessibleName(name);
+    view->setModel(model);
+    view->setSelectionBehavior(QAbstractItemView::SelectRows);
+    view->setSelectionMode(QAbstractItemView::ExtendedSelection);
+    view->setEditTriggers(QAbstractItemView::NoEditTriggers);
+    view->setWordWrap(false);
+    view->verticalHeader()->hide();
+    view->horizontalHeader()->setStretchLastSection(true);
+    view->horizontalHeader()->setHighlightSections(false);
+    return view;
+}
+
+QPushButton *createButton(QAction *action, QWidget *parent)
+{
+    auto *button = new QPushButton(action->iconText(), parent);
+    button->setObjectName(action->iconText());
+    button->setAccessibleName(action->iconText());
+    followEnabledState(button, action);
+    QObject::connect(button, &QAbstractButton::clicked, action, &QAction::trigger);
+    return button;
+}
+
+void followEnabledState(QWidget *control, QAction *action)
+{
+    control->setEnabled(action->isEnabled());
+    QObject::connect(action, &QAction::enabledChanged, control, &QWidget::setEnabled);
+}
+
+} // namespace WindowControls
