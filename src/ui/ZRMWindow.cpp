@@ -4,13 +4,11 @@
 #include "CompilerLogPage.h"
 #include "CompilerArrayController.h"
 #include "FilesArrayController.h"
+#include "FolderDropTarget.h"
+#include "OverlayFlash.h"
 #include "PathsArrayController.h"
-#include "DragClassification.h"
-#include "ImageResources.h"
 #include "ZRMProgressSpinner.h"
 #include "ZRMSegmentedControl.h"
-#include "ZRMDragOverlayView.h"
-#include "ZRMDragOverlayWindow.h"
 #include "ZRMIconAndBadgeTableCell.h"
 #include "ZRMLessFileTableCell.h"
 #include "ZRMStaticImageView.h"
@@ -26,8 +24,6 @@
 #include <QCheckBox>
 #include <QCloseEvent>
 #include <QDir>
-#include <QDragEnterEvent>
-#include <QDropEvent>
 #include <QFileDialog>
 #include <QGridLayout>
 #include <QHBoxLayout>
@@ -38,16 +34,12 @@
 #include <QMenu>
 #include <QMenuBar>
 #include <QMessageBox>
-#include <QMimeData>
 #include <QSplitter>
 #include <QStackedWidget>
 #include <QStyle>
 #include <QTableView>
-#include <QTimer>
 #include <QToolButton>
 #include <QVBoxLayout>
-
-#include <chrono>
 
 using WindowControls::createButton;
 using WindowControls::followEnabledState;
@@ -62,11 +54,6 @@ constexpr QSize DefaultWindowSize{900, 560};
 constexpr int DefaultFoldersPaneWidth = 220;
 constexpr int TabButtonWidth = 100;
 constexpr int MessageSheetWidth = 420;
-constexpr std::chrono::milliseconds DefaultFlashDuration{1000};
-const QString DefaultFlashIconName = QStringLiteral("lesslogo.png");
-const QString LessFileIconName = QStringLiteral("lessFileIcon.png");
-const QString DropFolderIconName = QStringLiteral("folder");
-const QString FlashTimerName = QStringLiteral("flashTimer");
 
 // Open panels.
 const QString ChooseFolderMessage = QStringLiteral("Choose a folder to add:");
@@ -113,28 +100,6 @@ QTableView *createListView(QAbstractItemModel *model, QItemSelectionModel *selec
     view->setContextMenuPolicy(Qt::ActionsContextMenu);
     view->addActions(commands);
     return view;
-}
-
-QIcon dropFolderIcon()
-{
-    return QIcon::fromTheme(DropFolderIconName, QApplication::style()->standardIcon(QStyle::SP_DirIcon));
-}
-
-QIcon iconFor(DragClassification::BadgeIcon icon)
-{
-    return icon == DragClassification::BadgeIcon::DropFolder ? dropFolderIcon()
-                                                             : ImageResources::icon(LessFileIconName);
-}
-
-// The files and folders that a drag carries, in order.
-QStringList draggedPaths(const QMimeData *data)
-{
-    QStringList paths;
-    for (const QUrl &url : data->urls()) {
-        if (url.isLocalFile())
-            paths << url.toLocalFile();
-    }
-    return paths;
 }
 
 QAction *createSeparator(QObject *parent)
@@ -204,11 +169,8 @@ ZRMWindow::ZRMWindow(MainAppController *appController, QWidget *parent)
     setCentralWidget(central);
 
     setAcceptDrops(true);
-    m_overlayWindow = new ZRMDragOverlayWindow(this);
-    m_flashTimer = new QTimer(this);
-    m_flashTimer->setObjectName(FlashTimerName);
-    m_flashTimer->setSingleShot(true);
-    connect(m_flashTimer, &QTimer::timeout, this, &ZRMWindow::hideOverlay);
+    m_overlay = new OverlayFlash(this);
+    m_dropTarget = new FolderDropTarget(appController, m_overlay, this);
 
     followController();
     followLists();
@@ -603,17 +565,17 @@ QTableView *ZRMWindow::compilerResultTableView() const
 void ZRMWindow::flashOverlayWithDuration(double duration, const QString &iconName,
                                          const QString &title, const QString &subtitle)
 {
-    const auto shownFor = duration > 0 ? std::chrono::milliseconds(qRound(duration * 1000))
-                                       : DefaultFlashDuration;
-    m_overlayWindow->showOverlayBadgeWithIcon(
-        ImageResources::icon(iconName.isEmpty() ? DefaultFlashIconName : iconName), title, subtitle);
-    m_flashTimer->start(shownFor);
+    m_overlay->flash(duration, iconName, title, subtitle);
 }
 
-void ZRMWindow::hideOverlay()
+ZRMDragOverlayWindow *ZRMWindow::overlayWindow() const
 {
-    m_overlayWindow->fadeOut();
-    m_flashTimer->stop();
+    return m_overlay->overlayWindow();
+}
+
+QTimer *ZRMWindow::flashTimer() const
+{
+    return m_overlay->timer();
 }
 
 void ZRMWindow::showErrorSheet(const QString &title, const QString &message)
@@ -646,46 +608,22 @@ void ZRMWindow::scrollTableViewsToLastRow()
 
 void ZRMWindow::dragEnterEvent(QDragEnterEvent *event)
 {
-    const auto badge = event->mimeData()->hasUrls()
-        ? DragClassification::badgeForDraggedPaths(draggedPaths(event->mimeData()))
-        : std::nullopt;
-    m_acceptsDrag = badge.has_value();
-    if (!m_acceptsDrag) {
-        event->ignore();
-        return;
-    }
-    m_overlayWindow->showOverlayBadgeWithIcon(iconFor(badge->icon), badge->title, badge->subtitle);
-    event->setDropAction(Qt::CopyAction);
-    event->accept();
+    m_dropTarget->dragEnter(event);
 }
 
 void ZRMWindow::dragMoveEvent(QDragMoveEvent *event)
 {
-    if (!m_acceptsDrag) {
-        event->ignore();
-        return;
-    }
-    event->setDropAction(Qt::CopyAction);
-    event->accept();
+    m_dropTarget->dragMove(event);
 }
 
 void ZRMWindow::dragLeaveEvent(QDragLeaveEvent *)
 {
-    hideOverlay();
+    m_dropTarget->dragLeave();
 }
 
-// Every path goes to validation as dragged; the validation finds a file's folder.
 void ZRMWindow::dropEvent(QDropEvent *event)
 {
-    m_overlayWindow->fadeOut();
-    if (!event->mimeData()->hasUrls()) {
-        event->ignore();
-        return;
-    }
-    for (const QString &path : draggedPaths(event->mimeData()))
-        m_appController->beginValidatingPath(path);
-    event->setDropAction(Qt::CopyAction);
-    event->accept();
+    m_dropTarget->drop(event);
 }
 
 // ---- Window state

@@ -5,7 +5,9 @@
 class CompilerArrayController;
 class CompilerLogPage;
 class FilesArrayController;
+class FolderDropTarget;
 class MainAppController;
+class OverlayFlash;
 class PathsArrayController;
 class QAbstractButton;
 class QAction;
@@ -56,9 +58,8 @@ public:
     // shows the LESS logo. A new flash replaces the one showing.
     void flashOverlayWithDuration(double duration, const QString &iconName, const QString &title,
                                   const QString &subtitle = {});
-    void hideOverlay();
-    ZRMDragOverlayWindow *overlayWindow() const { return m_overlayWindow; }
-    QTimer *flashTimer() const { return m_flashTimer; }
+    ZRMDragOverlayWindow *overlayWindow() const;
+    QTimer *flashTimer() const;
     // A window-modal message box showing message literally.
     void showErrorSheet(const QString &title, const QString &message);
     void scrollTableViewsToLastRow();
@@ -125,9 +126,8 @@ private:
     QCheckBox *m_autoCompileCheckbox = nullptr;
     ZRMProgressSpinner *m_progressSpinner = nullptr;
     QLabel *m_progressLabel = nullptr;
-    ZRMDragOverlayWindow *m_overlayWindow = nullptr;
-    QTimer *m_flashTimer = nullptr;
-    bool m_acceptsDrag = false;
+    OverlayFlash *m_overlay = nullptr;
+    FolderDropTarget *m_dropTarget = nullptr;
 
     QAction *m_addFolderAction = nullptr;
     QAction *m_removeFolderAction = nullptr;
