@@ -2,6 +2,7 @@
 
 #include "AddFolderPanel.h"
 #include "CompilerLogPage.h"
+#include "ErrorSheet.h"
 #include "CompilerArrayController.h"
 #include "FilesArrayController.h"
 #include "FolderDropTarget.h"
@@ -25,7 +26,6 @@
 #include <QCloseEvent>
 #include <QDir>
 #include <QFileDialog>
-#include <QGridLayout>
 #include <QHBoxLayout>
 #include <QHeaderView>
 #include <QItemSelectionModel>
@@ -33,7 +33,6 @@
 #include <QPushButton>
 #include <QMenu>
 #include <QMenuBar>
-#include <QMessageBox>
 #include <QSplitter>
 #include <QStackedWidget>
 #include <QStyle>
@@ -53,7 +52,6 @@ const QString RefreshIconName = QStringLiteral("view-refresh");
 constexpr QSize DefaultWindowSize{900, 560};
 constexpr int DefaultFoldersPaneWidth = 220;
 constexpr int TabButtonWidth = 100;
-constexpr int MessageSheetWidth = 420;
 
 // Open panels.
 const QString ChooseFolderMessage = QStringLiteral("Choose a folder to add:");
@@ -580,19 +578,7 @@ QTimer *ZRMWindow::flashTimer() const
 
 void ZRMWindow::showErrorSheet(const QString &title, const QString &message)
 {
-    auto *sheet = new QMessageBox(QMessageBox::Warning, WindowTitle, title, QMessageBox::Ok, this);
-    sheet->setAttribute(Qt::WA_DeleteOnClose);
-    sheet->setWindowModality(Qt::WindowModal);
-    sheet->setTextFormat(Qt::PlainText);
-    sheet->setInformativeText(message);
-    // Messages hold paths and compiler output, never markup.
-    for (QLabel *label : sheet->findChildren<QLabel *>())
-        label->setTextFormat(Qt::PlainText);
-    // The box takes its width from the title; long messages read better wider.
-    if (auto *grid = qobject_cast<QGridLayout *>(sheet->layout()))
-        grid->addItem(new QSpacerItem(MessageSheetWidth, 0, QSizePolicy::Minimum), grid->rowCount(), 0, 1,
-                      grid->columnCount());
-    sheet->open();
+    (new ErrorSheet(title, message, this))->open();
 }
 
 void ZRMWindow::scrollTableViewsToLastRow()
