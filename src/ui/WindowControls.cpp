@@ -5,6 +5,7 @@
 #include <QAction>
 #include <QHeaderView>
 #include <QPushButton>
+#include <QStyledItemDelegate>
 
 namespace WindowControls {
 
@@ -20,6 +21,22 @@ QTableView *createTableView(QAbstractItemModel *model, const QString &name, QWid
     view->verticalHeader()->hide();
     view->horizontalHeader()->setStretchLastSection(true);
     view->horizontalHeader()->setHighlightSections(false);
+    return view;
+}
+
+QTableView *createListView(QAbstractItemModel *model, QItemSelectionModel *selection, const QString &name,
+                           const QList<QAction *> &commands, QStyledItemDelegate *cell, int rowHeight,
+                           QWidget *parent)
+{
+    QTableView *view = createTableView(model, name, parent);
+    view->setSelectionModel(selection);
+    view->setItemDelegate(cell);
+    cell->setParent(view);
+    view->horizontalHeader()->hide();
+    view->verticalHeader()->setSectionResizeMode(QHeaderView::Fixed);
+    view->verticalHeader()->setDefaultSectionSize(rowHeight);
+    view->setContextMenuPolicy(Qt::ActionsContextMenu);
+    view->addActions(commands);
     return view;
 }
 

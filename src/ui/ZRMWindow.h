@@ -9,16 +9,14 @@ class FolderDropTarget;
 class MainAppController;
 class OverlayFlash;
 class PathsArrayController;
-class QAbstractButton;
 class QAction;
-class QActionGroup;
 class QCheckBox;
 class QLabel;
-class QMenu;
 class QSplitter;
 class QStackedWidget;
 class QTableView;
 class QTimer;
+class WindowCommands;
 class ZRMDragOverlayWindow;
 class ZRMProgressSpinner;
 class ZRMSegmentedControl;
@@ -26,16 +24,11 @@ class ZRMSegmentedControl;
 // The main window: watched folders on the left, the LESS files and the
 // compiler log on the right, the folder buttons, the auto-compile switch and
 // the spinner, and a menu bar with every command.
-//
-// Every command is an action; buttons and segments follow their action's
-// enabled state, so one place decides what can be done.
 class ZRMWindow : public QMainWindow
 {
     Q_OBJECT
 
 public:
-    // The segments of the folder buttons, as handlePathButtons takes them.
-    enum PathButton { AddPathButton, RemovePathButton, RefreshPathsButton };
     // Neither side of the split view gets narrower than this.
     static constexpr int MinimumPaneWidth = 150;
 
@@ -45,17 +38,9 @@ public:
     PathsArrayController *pathsController() const { return m_pathsController; }
     FilesArrayController *filesController() const { return m_filesController; }
     CompilerArrayController *compilerController() const { return m_compilerController; }
+    WindowCommands *commands() const { return m_commands; }
 
-    void choosePath();
-    void removePath();
-    void handlePathButtons(int selectedSegment);
-    // Starts in the folder of the first selected file.
-    void chooseCSSPath();
-    void clearCSSPath();
-
-    // A short confirmation over the window, hidden after duration seconds
-    // (1 second when duration is 0). iconName names an image resource; none
-    // shows the LESS logo. A new flash replaces the one showing.
+    // A short confirmation over the window, as OverlayFlash::flash shows it.
     void flashOverlayWithDuration(double duration, const QString &iconName, const QString &title,
                                   const QString &subtitle = {});
     ZRMDragOverlayWindow *overlayWindow() const;
@@ -63,8 +48,7 @@ public:
     // A window-modal message box showing message literally.
     void showErrorSheet(const QString &title, const QString &message);
     void scrollTableViewsToLastRow();
-    // The application's own commands: Preferences goes into the File menu
-    // above Quit, the help commands make the Help menu.
+    // As WindowCommands::addApplicationCommands.
     void addApplicationCommands(QAction *preferences, const QList<QAction *> &helpCommands);
 
     QSplitter *splitView() const { return m_splitView; }
@@ -86,26 +70,16 @@ protected:
     void dropEvent(QDropEvent *event) override;
 
 private:
-    void createActions();
-    void createTabActions();
-    void buildMenus();
+    void buildContent();
     QWidget *buildFoldersPane();
     QWidget *buildTabsPane();
     QWidget *buildFilesPage();
     QWidget *buildBottomBar();
     void followController();
-    void followLists();
 
-    QAction *createAction(const QString &text, const QKeySequence &shortcut = {});
-    template<typename Receiver>
-    QAction *createCommand(const QString &text, const QKeySequence &shortcut, Receiver *receiver,
-                           void (Receiver::*command)());
-    void updateControlStates();
-    void toggleAutoCompile();
-    void showAutoCompileState(bool enabled);
     void selectTab(int index);
-    void flashRefreshComplete(bool notify);
     void showTab(int index);
+    void flashRefreshComplete(bool notify);
     void startSpinner(const QString &message);
     void stopSpinner();
     void restoreWindowState();
@@ -115,6 +89,8 @@ private:
     PathsArrayController *m_pathsController;
     FilesArrayController *m_filesController;
     CompilerArrayController *m_compilerController;
+    // After the controllers, which it takes from the window.
+    WindowCommands *m_commands;
 
     QSplitter *m_splitView = nullptr;
     QTableView *m_watchedPathsTableView = nullptr;
@@ -128,18 +104,4 @@ private:
     QLabel *m_progressLabel = nullptr;
     OverlayFlash *m_overlay = nullptr;
     FolderDropTarget *m_dropTarget = nullptr;
-
-    QAction *m_addFolderAction = nullptr;
-    QAction *m_removeFolderAction = nullptr;
-    QAction *m_refreshFoldersAction = nullptr;
-    QAction *m_revealFoldersAction = nullptr;
-    QMenu *m_fileMenu = nullptr;
-    QAction *m_quitAction = nullptr;
-    QAction *m_compileAllAction = nullptr;
-    QAction *m_autoCompileAction = nullptr;
-    QAction *m_chooseCSSPathAction = nullptr;
-    QAction *m_clearCSSPathAction = nullptr;
-    QAction *m_revealFilesAction = nullptr;
-    QActionGroup *m_tabActions = nullptr;
-    QAction *m_clearLogAction = nullptr;
 };
