@@ -3,6 +3,7 @@
 #include "app/MainAppController.h"
 #include "ui/CompilerArrayController.h"
 #include "ui/RoundRect.h"
+#include "ui/WindowCommands.h"
 #include "ui/ZRMIconAndBadgeTableCell.h"
 #include "ui/ZRMDragOverlayView.h"
 #include "ui/ZRMDragOverlayWindow.h"
@@ -45,6 +46,14 @@ void clickAt(QTableView *view, int row, Qt::MouseButton button = Qt::LeftButton)
     QTest::mouseClick(view->viewport(), button, {}, position);
 }
 
+// One row a way of making a change.
+void addWayRows(std::initializer_list<const char *> ways)
+{
+    QTest::addColumn<QString>("way");
+    for (const char *way : ways)
+        QTest::newRow(way) << QString::fromLatin1(way);
+}
+
 } // namespace
 
 class TestZRMWindow : public QObject
@@ -58,6 +67,8 @@ private Q_SLOTS:
     void splitViewKeepsBothSidesWideEnough();
     void tabSelectionGoesBothWays_data();
     void tabSelectionGoesBothWays();
+    void autoCompileSwitchGoesBothWays_data();
+    void autoCompileSwitchGoesBothWays();
     void spinnerShowsTheFirstMessageAndDisablesControls();
     void errorSheetShowsTheMessageLiterally_data();
     void errorSheetShowsTheMessageLiterally();
@@ -102,9 +113,9 @@ void TestZRMWindow::pathButtonsFollowTheFolderList()
     ZRMSegmentedControl *buttons = m_window->pathButtons();
     QTableView *folders = m_window->watchedPathsTableView();
     const auto enabled = [buttons] {
-        return QList<bool>{buttons->isSegmentEnabled(ZRMWindow::AddPathButton),
-                           buttons->isSegmentEnabled(ZRMWindow::RemovePathButton),
-                           buttons->isSegmentEnabled(ZRMWindow::RefreshPathsButton)};
+        return QList<bool>{buttons->isSegmentEnabled(WindowCommands::AddPathButton),
+                           buttons->isSegmentEnabled(WindowCommands::RemovePathButton),
+                           buttons->isSegmentEnabled(WindowCommands::RefreshPathsButton)};
     };
     addFolder(model(), "/p/alpha", {});
     addFolder(model(), "/p/beta", {});
@@ -115,7 +126,7 @@ void TestZRMWindow::pathButtonsFollowTheFolderList()
     QCOMPARE(enabled(), (QList<bool>{true, false, true}));
 
     clickAt(folders, 1);
-    QTest::mouseClick(buttons->segment(ZRMWindow::RemovePathButton), Qt::LeftButton);
+    QTest::mouseClick(buttons->segment(WindowCommands::RemovePathButton), Qt::LeftButton);
     clickAt(folders, 0);
     QTest::keyClick(folders, Qt::Key_Delete);
     QCOMPARE(model()->numberOfPathsInModel(), 0);
@@ -142,9 +153,7 @@ void TestZRMWindow::splitViewKeepsBothSidesWideEnough()
 
 void TestZRMWindow::tabSelectionGoesBothWays_data()
 {
-    QTest::addColumn<QString>("way");
-    for (const char *way : {"segment click", "shortcut", "menu action", "controller"})
-        QTest::newRow(way) << QString::fromLatin1(way);
+    addWayRows({"segment click", "shortcut", "menu action", "controller"});
 }
 
 void TestZRMWindow::tabSelectionGoesBothWays()
@@ -167,21 +176,48 @@ void TestZRMWindow::tabSelectionGoesBothWays()
     }
 }
 
+void TestZRMWindow::autoCompileSwitchGoesBothWays_data()
+{
+    addWayRows({"check box click", "shortcut", "menu action", "controller"});
+}
+
+void TestZRMWindow::autoCompileSwitchGoesBothWays()
+{
+    QFETCH(QString, way);
+    QCheckBox *checkbox = m_window->autoCompileCheckbox();
+    for (const bool enabled : {!m_controller->jAutoCompileEnabled(), m_controller->jAutoCompileEnabled()}) {
+        if (way == u"check box click")
+            QTest::mouseClick(checkbox, Qt::LeftButton, {}, QPoint(2, checkbox->height() / 2));
+        else if (way == u"shortcut")
+            QTest::keyClick(m_window, Qt::Key_A, Qt::ControlModifier | Qt::ShiftModifier);
+        else if (way == u"menu action")
+            action("Auto-Compile")->trigger();
+        else
+            m_controller->setJAutoCompileEnabled(enabled);
+        QCOMPARE(m_controller->jAutoCompileEnabled(), enabled);
+        QCOMPARE(checkbox->isChecked(), enabled);
+        QCOMPARE(action("Auto-Compile")->isChecked(), enabled);
+    }
+}
+
 // Nested spinners: the first message stays, controls return with the last hide.
 void TestZRMWindow::spinnerShowsTheFirstMessageAndDisablesControls()
 {
     addFolder(model(), "/p/alpha", {});
     logResult("x");
-    const QList<QWidget *> controls{m_window->pathButtons()->segment(ZRMWindow::RefreshPathsButton),
+    const QList<QWidget *> controls{m_window->pathButtons()->segment(WindowCommands::RefreshPathsButton),
                                     m_window->tabViewSelectionButtons()->segment(0), m_window->autoCompileCheckbox(),
                                     m_window->findChild<QWidget *>("Clear Log")};
     const auto enabledCount = [&controls] {
         return std::count_if(controls.cbegin(), controls.cend(), [](QWidget *control) { return control->isEnabled(); });
     };
     QCOMPARE(enabledCount(), controls.size());
+    m_window->tabViewSelectionButtons()->segment(0)->setFocus();
 
     m_controller->showSpinnerWithMessage("Validating Path...");
     m_controller->showSpinnerWithMessage("Refreshing Folders...");
+    // Being busy does not move the focus into a list.
+    QVERIFY(!m_window->lessFilesTableView()->hasFocus() && !m_window->watchedPathsTableView()->hasFocus());
     QVERIFY(m_window->progressSpinner()->isAnimating());
     QVERIFY(m_window->progressLabel()->isVisible());
     QCOMPARE(m_window->progressLabel()->text(), "Validating Path...");
