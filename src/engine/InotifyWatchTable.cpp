@@ -349,7 +349,7 @@ void InotifyWatchTable::releaseUnusedWatches()
             continue;
         // EINVAL: inotify dropped the watch itself; its IN_IGNORED is on its way.
         if (inotify_rm_watch(m_fd, wd) != 0 && errno != EINVAL)
-            qCWarning(lcWatcher, "removePathFromQueue: Couldn't close file descriptor (%d)", errno);
+            qCWarning(lcWatcher, "UKKQueue could not remove inotify watch %d: %s", wd, std::strerror(errno));
         m_watches.erase(it);
     }
     m_unusedWatches.clear();

@@ -17,6 +17,7 @@ std::optional<QString> scanForImportStringInBuffer(const char *statement);
 // nothing when the file cannot be opened.
 std::optional<QStringList> scanForAllImportStatements(const QByteArray &path);
 
+// LinkedFilesHelper: the import scanner that tells which files a LESS file imports.
 class LinkedFilesHelper
 {
 public:

@@ -13,6 +13,7 @@ class InotifyWatchTable;
 class QThread;
 struct inotify_event;
 
+// UKKQueue: the per-file inotify watcher.
 // Watches files through inotify on its own thread and hands every change to
 // its delegate on the GUI thread, waiting until the delegate has returned, so
 // that events arrive one at a time and in order. A watched path stays watched
@@ -83,7 +84,7 @@ private:
     void releaseUnusedWatches();
     void notifyDelegateAndWorkspace(const QString &name, const QString &path);
 
-    int m_queueFD = -1;
+    int m_inotifyFD = -1;
     int m_wakeFD = -1;
     mutable QMutex m_mutex;
     std::unique_ptr<InotifyWatchTable> m_table;

@@ -152,10 +152,10 @@ ZRMLessCompiler *ZRMLessCompiler::sharedLessCompiler()
 
 ZRMLessCompiler::ZRMLessCompiler()
     : m_notificationCenter(NotificationCenter::defaultCenter())
-    , m_kQueue(UKKQueue::sharedFileWatcher())
+    , m_fileWatcher(UKKQueue::sharedFileWatcher())
 {
-    m_kQueue->setAlwaysNotify(false);
-    m_kQueue->setDelegate(this);
+    m_fileWatcher->setAlwaysNotify(false);
+    m_fileWatcher->setDelegate(this);
     connect(&m_pool, &ZRMCompilerPool::finished, this, &ZRMLessCompiler::didFinishCompiling);
     connect(&m_pool, &ZRMCompilerPool::broken, this, &ZRMLessCompiler::reportMissingCompiler);
     connect(&m_pool, &ZRMCompilerPool::working, this, [this] { m_reportedMissingCompiler = false; });
@@ -295,7 +295,7 @@ void ZRMLessCompiler::watchLessFileAtPath(const QString &path)
     if (m_watchedLessFiles.contains(path))
         return;
     m_watchedLessFiles.append(path);
-    m_kQueue->addPath(path);
+    m_fileWatcher->addPath(path);
     m_notificationCenter->post(ZRMLCBeganWatchingNewFileNotification, this,
                                watchListPayload(path, WatchingMessage));
 }
@@ -304,19 +304,19 @@ void ZRMLessCompiler::stopWatchingLessFileAtPath(const QString &path)
 {
     if (!m_watchedLessFiles.removeOne(path))
         return;
-    m_kQueue->removePath(path);
+    m_fileWatcher->removePath(path);
     m_notificationCenter->post(ZRMLCStoppedWatchingFileNotification, this,
                                watchListPayload(path, StoppedWatchingMessage));
 }
 
 void ZRMLessCompiler::addPath(const QString &path)
 {
-    m_kQueue->addPath(path);
+    m_fileWatcher->addPath(path);
 }
 
 void ZRMLessCompiler::removePath(const QString &path)
 {
-    m_kQueue->removePath(path);
+    m_fileWatcher->removePath(path);
 }
 
 UKFileWatcherDelegate *ZRMLessCompiler::delegate() const
@@ -326,7 +326,7 @@ UKFileWatcherDelegate *ZRMLessCompiler::delegate() const
 
 void ZRMLessCompiler::setDelegate(UKFileWatcherDelegate *delegate)
 {
-    m_kQueue->setDelegate(delegate);
+    m_fileWatcher->setDelegate(delegate);
 }
 
 void ZRMLessCompiler::watcher(UKFileWatcher *, const QString &notification, const QString &path)
@@ -359,8 +359,8 @@ void ZRMLessCompiler::renewWatch(const QString &path)
 {
     if (!m_watchedLessFiles.contains(path))
         return;
-    m_kQueue->removePath(path);
-    m_kQueue->addPathAwaitingReturn(path);
+    m_fileWatcher->removePath(path);
+    m_fileWatcher->addPathAwaitingReturn(path);
 }
 
 QVariantMap ZRMLessCompiler::settingsFor(const QString &path) const

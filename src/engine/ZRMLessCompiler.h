@@ -109,7 +109,7 @@ private:
 
     NotificationCenter *m_notificationCenter;
     ZRMCompilerPool m_pool;
-    UKKQueue *m_kQueue;
+    UKKQueue *m_fileWatcher;
     QStringList m_watchedLessFiles;
     QString m_pathToCompiler;
     QString m_pathToNodeJS;
