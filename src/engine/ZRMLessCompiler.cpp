@@ -1,5 +1,6 @@
 #include "ZRMLessCompiler.h"
 
+#include "UKFileWatcher.h"
 #include "UKKQueue.h"
 #include "ZRMLessCompilerDelegate.h"
 #include "support/Logging.h"
@@ -309,26 +310,8 @@ void ZRMLessCompiler::stopWatchingLessFileAtPath(const QString &path)
                                watchListPayload(path, StoppedWatchingMessage));
 }
 
-void ZRMLessCompiler::addPath(const QString &path)
-{
-    m_fileWatcher->addPath(path);
-}
-
-void ZRMLessCompiler::removePath(const QString &path)
-{
-    m_fileWatcher->removePath(path);
-}
-
-UKFileWatcherDelegate *ZRMLessCompiler::delegate() const
-{
-    return const_cast<ZRMLessCompiler *>(this);
-}
-
-void ZRMLessCompiler::setDelegate(UKFileWatcherDelegate *delegate)
-{
-    m_fileWatcher->setDelegate(delegate);
-}
-
+// UKKQueue follows a path through safe saves and deletions by itself, so a
+// watch needs no renewing here.
 void ZRMLessCompiler::watcher(UKFileWatcher *, const QString &notification, const QString &path)
 {
     if (notification != UKFileWatcherDeleteNotification && notification != UKFileWatcherWriteNotification)
@@ -339,7 +322,6 @@ void ZRMLessCompiler::watcher(UKFileWatcher *, const QString &notification, cons
     const QVariant importers = settings.value(ZRMCompilingSettingsKey::LinkedFilesToCompile);
     for (const QString &importer : importers.toStringList())
         compileIfAutoCompiled(importer, settingsFor(importer), path);
-    renewWatch(path);
 }
 
 void ZRMLessCompiler::compileIfAutoCompiled(const QString &path, const QVariantMap &settings,
@@ -350,17 +332,6 @@ void ZRMLessCompiler::compileIfAutoCompiled(const QString &path, const QVariantM
     const QString outputPath = settings.value(ZRMCompilingSettingsKey::OutputPath).toString();
     const bool compress = settings.value(ZRMCompilingSettingsKey::ShouldCompressOutput).toBool();
     beginCompilingFileAtPath(path, outputPath, triggeringPath, compress);
-}
-
-// A file replaced by a safe save is watched again; one that is gone for the
-// moment is watched for until it returns. A path whose watching was stopped
-// while this event was on its way stays unwatched.
-void ZRMLessCompiler::renewWatch(const QString &path)
-{
-    if (!m_watchedLessFiles.contains(path))
-        return;
-    m_fileWatcher->removePath(path);
-    m_fileWatcher->addPathAwaitingReturn(path);
 }
 
 QVariantMap ZRMLessCompiler::settingsFor(const QString &path) const

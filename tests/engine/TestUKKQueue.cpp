@@ -19,8 +19,8 @@ namespace {
 
 constexpr int Timeout = 20000;
 
-// Records "WrittenTo: <content then>", "Renamed" and so on; when asked to, renews the
-// watch of a written or deleted path from inside the call, as the compiler engine does.
+// Records "WrittenTo: <content then>", "Renamed" and so on; when asked to, removes
+// and adds again a written or deleted path from inside the call.
 struct RecordingDelegate : public UKFileWatcherDelegate
 {
     void watcher(UKFileWatcher *watcher, const QString &notification, const QString &path) override
@@ -123,11 +123,11 @@ private Q_SLOTS:
         QTest::newRow("delete, then new file, read late") << "late create add deleteNew" << saved;
         QTest::newRow("deleted before adding, read late") << "late create remove recreate add inPlace" << saved;
         QTest::newRow("renamed away before adding, read late") << "late create away recreate add inPlace" << saved;
-        QTest::newRow("never there, awaited") << "renew add await flush recreate" << returned;
-        QTest::newRow("deleted, created again") << "renew create add remove flush recreate" << returned;
+        QTest::newRow("never there, awaited") << "add await flush recreate" << returned;
+        QTest::newRow("deleted, created again") << "create add remove flush recreate" << returned;
         QTest::newRow("renamed away, renamed back")
-            << "renew create add away flush back" << QStringList{"Renamed", "WrittenTo: returned"};
-        QTest::newRow("folder removed, made again (15 s poll)") << "renew create add rmdir flush recreate" << returned;
+            << "create add away flush back" << QStringList{"Renamed", "WrittenTo: returned"};
+        QTest::newRow("folder removed, made again (15 s poll)") << "create add rmdir flush recreate" << returned;
         const QStringList both{"WrittenTo: AAAA", "WrittenTo: BBBB"};
         QTest::newRow("saved during a delivery") << "create add during" << both;
         QTest::newRow("saved during a delivery, replaced, renewed") << "renew create add temp clear during" << both;
