@@ -102,13 +102,7 @@ void UKKQueue::addPathToQueue(const QString &path)
 void UKKQueue::addPathToQueue(const QString &path, quint32 mask)
 {
     QMutexLocker locker(&m_mutex);
-    m_table->addPath(path, mask, InotifyWatchTable::WhenMissing::Ignore);
-}
-
-void UKKQueue::addPathAwaitingReturn(const QString &path, quint32 mask)
-{
-    QMutexLocker locker(&m_mutex);
-    m_table->addPath(path, mask, InotifyWatchTable::WhenMissing::AwaitReturn);
+    m_table->addPath(path, mask);
 }
 
 void UKKQueue::removePath(const QString &path)

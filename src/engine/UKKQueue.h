@@ -51,9 +51,6 @@ public:
     void addPath(const QString &path) override;
     void addPathToQueue(const QString &path);
     void addPathToQueue(const QString &path, quint32 mask);
-    // Like addPathToQueue, but a path with nothing at it is kept and watched
-    // from its folder until a file appears there; that return counts as a write.
-    void addPathAwaitingReturn(const QString &path, quint32 mask = DefaultEventMask);
     // Removes one registration of the path; a path added twice stays watched.
     void removePath(const QString &path) override;
     void removePathFromQueue(const QString &path);

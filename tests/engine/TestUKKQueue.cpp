@@ -20,7 +20,7 @@ namespace {
 constexpr int Timeout = 20000;
 
 // Records "WrittenTo: <content then>", "Renamed" and so on; when asked to, removes
-// and adds again a written or deleted path from inside the call.
+// and adds again a written path from inside the call.
 struct RecordingDelegate : public UKFileWatcherDelegate
 {
     void watcher(UKFileWatcher *watcher, const QString &notification, const QString &path) override
@@ -31,9 +31,9 @@ struct RecordingDelegate : public UKFileWatcherDelegate
         calledOffGuiThread |= QThread::currentThread() != QCoreApplication::instance()->thread();
         if (onEvent)
             onEvent(path);
-        if (renews && (written || notification == UKFileWatcherDeleteNotification)) {
+        if (renews && written) {
             static_cast<UKKQueue *>(watcher)->removePath(path);
-            static_cast<UKKQueue *>(watcher)->addPathAwaitingReturn(path);
+            static_cast<UKKQueue *>(watcher)->addPath(path);
         }
     }
 
@@ -123,7 +123,6 @@ private Q_SLOTS:
         QTest::newRow("delete, then new file, read late") << "late create add deleteNew" << saved;
         QTest::newRow("deleted before adding, read late") << "late create remove recreate add inPlace" << saved;
         QTest::newRow("renamed away before adding, read late") << "late create away recreate add inPlace" << saved;
-        QTest::newRow("never there, awaited") << "add await flush recreate" << returned;
         QTest::newRow("deleted, created again") << "create add remove flush recreate" << returned;
         QTest::newRow("renamed away, renamed back")
             << "create add away flush back" << QStringList{"Renamed", "WrittenTo: returned"};
@@ -157,7 +156,6 @@ private Q_SLOTS:
             {"create", [&] { return FileActions::create(path, "created"), true; }},
             {"recreate", [&] { return FileActions::create(path, "returned"), true; }},
             {"add", [&] { return m_queue->addPath(path), true; }},
-            {"await", [&] { return m_queue->addPathAwaitingReturn(path), true; }},
             {"remove", [&] { return FileActions::remove(path), true; }},
             {"away", [&] { return FileActions::rename(path, elsewhere), true; }},
             {"back", [&] { return FileActions::writeInPlace(elsewhere, "returned"), FileActions::rename(elsewhere, path), true; }},
