@@ -12,8 +12,6 @@
 
 namespace {
 
-const QString LessExtension = QStringLiteral("less");
-
 // Each word starts upper case and goes on lower case: my-site becomes My-Site.
 QString capitalized(const QString &text)
 {
@@ -257,7 +255,7 @@ LessModel::FileLinks LessModel::computeFileLinks(const LinkSnapshot &snapshot)
         const LinkSnapshotEntry &importer = snapshot.at(index);
         links.lessFileFullPaths << importer.lessFileFullPath;
         for (const QString &import : importsPerFile.at(index)) {
-            if (PathUtils::pathExtension(import).compare(LessExtension, Qt::CaseInsensitive) != 0) {
+            if (!PathUtils::isLessFile(import)) {
                 links.logMessages << invalidImportMessage(importer.lessFileTildePath, import);
                 continue;
             }
