@@ -1,5 +1,6 @@
 #include "LessModel.h"
 
+#include "Rows.h"
 #include "engine/LinkedFilesHelper.h"
 #include "support/Logging.h"
 #include "support/PathUtils.h"
@@ -177,26 +178,24 @@ void LessModel::removePathFromModel(const QString &path)
 
 void LessModel::addLessFileToModel(const QString &path, const QString &folderPath)
 {
-    if (!modelContainsPath(folderPath)) {
+    if (PathHolder *folder = folderTakingFileChanges(folderPath))
+        folder->addLessFileAtPath(path);
+    else
         qCWarning(lcModel,
                   "Tried to add the LESS file '%s' to model path '%s', but that path does not "
                   "exist in the model.",
                   qUtf8Printable(path), qUtf8Printable(folderPath));
-        return;
-    }
-    m_pathData[rowOfPathIgnoringCase(folderPath)]->addLessFileAtPath(path);
 }
 
 void LessModel::removeLessFileFromModel(const QString &path, const QString &folderPath)
 {
-    if (!modelContainsPath(folderPath)) {
+    if (PathHolder *folder = folderTakingFileChanges(folderPath))
+        folder->removeLessFileAtPath(path);
+    else
         qCWarning(lcModel,
                   "Tried to remove the LESS file '%s' from model path '%s', but that path does "
                   "not exist in the model.",
                   qUtf8Printable(path), qUtf8Printable(folderPath));
-        return;
-    }
-    m_pathData[rowOfPathIgnoringCase(folderPath)]->removeLessFileAtPath(path);
 }
 
 void LessModel::replaceLessFilesForPath(const QString &folderPath, const QStringList &newLessFiles)
@@ -331,28 +330,23 @@ void LessModel::setCompilerResultData(const QList<CompilerResultHolder> &results
     Q_EMIT compilerResultsReset();
 }
 
-int LessModel::rowOfPath(const QString &path) const
+int LessModel::rowOfPath(const QString &path, Qt::CaseSensitivity sensitivity) const
 {
-    const auto found = std::find_if(m_pathData.cbegin(), m_pathData.cend(), [&](const auto &folder) {
-        return folder->userSelectedFullPath() == path;
+    return firstRowWhere(m_pathData, [&](const auto &folder) {
+        return folder->userSelectedFullPath().compare(path, sensitivity) == 0;
     });
-    return found == m_pathData.cend() ? -1 : int(found - m_pathData.cbegin());
 }
 
-int LessModel::rowOfPathIgnoringCase(const QString &path) const
+PathHolder *LessModel::folderTakingFileChanges(const QString &folderPath) const
 {
-    const auto found = std::find_if(m_pathData.cbegin(), m_pathData.cend(), [&](const auto &folder) {
-        return folder->userSelectedFullPath().compare(path, Qt::CaseInsensitive) == 0;
-    });
-    return found == m_pathData.cend() ? -1 : int(found - m_pathData.cbegin());
+    if (!modelContainsPath(folderPath))
+        return nullptr;
+    return m_pathData[rowOfPath(folderPath, Qt::CaseInsensitive)].get();
 }
 
 int LessModel::rowOf(const PathHolder *pathHolder) const
 {
-    const auto found = std::find_if(m_pathData.cbegin(), m_pathData.cend(), [&](const auto &folder) {
-        return folder.get() == pathHolder;
-    });
-    return int(found - m_pathData.cbegin());
+    return firstRowWhere(m_pathData, [&](const auto &folder) { return folder.get() == pathHolder; });
 }
 
 void LessModel::relayChangesOf(PathHolder *pathHolder)

@@ -114,8 +114,8 @@ Q_SIGNALS:
     void compilerResultsReset();
 
 private:
-    int rowOfPath(const QString &path) const;
-    int rowOfPathIgnoringCase(const QString &path) const;
+    int rowOfPath(const QString &path, Qt::CaseSensitivity sensitivity = Qt::CaseSensitive) const;
+    PathHolder *folderTakingFileChanges(const QString &folderPath) const;
     int rowOf(const PathHolder *pathHolder) const;
     void relayChangesOf(PathHolder *pathHolder);
 
