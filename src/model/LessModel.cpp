@@ -5,6 +5,7 @@
 #include "support/Logging.h"
 #include "support/PathUtils.h"
 
+#include <QDir>
 #include <QFileInfo>
 #include <QSignalBlocker>
 #include <QTextBoundaryFinder>
@@ -54,6 +55,12 @@ QString unregisteredImportMessage(const QString &importer, const QString &import
         .arg(importer, imported);
 }
 
+QString resolvedPath(const QString &path)
+{
+    const QString canonical = QFileInfo(path).canonicalFilePath();
+    return canonical.isEmpty() ? QDir::cleanPath(path) : canonical;
+}
+
 // A hash instead of a search over all records; the first record in flattening
 // order wins, as in getLessHolderForLessFileAtPath().
 QHash<QString, qsizetype> firstIndexByKey(const LessModel::LinkSnapshot &snapshot)
@@ -84,17 +91,21 @@ bool LessModel::modelContainsPath(const QString &path) const
 
 std::optional<QStringList> LessModel::modelSubpathsOfProposedPath(const QString &path) const
 {
-    QStringList subpaths;
-    // An empty path lies above nothing.
-    if (path.isEmpty())
-        return std::nullopt;
-    for (const auto &folder : m_pathData) {
-        if (PathUtils::isSameOrInside(folder->userSelectedFullPath(), path))
-            subpaths << folder->userSelectedFullPath();
-    }
+    const QStringList subpaths = watchedFoldersAtOrBeneath(path, getAllRegisteredPaths());
     if (subpaths.isEmpty())
         return std::nullopt;
     return subpaths;
+}
+
+QStringList LessModel::watchedFoldersAtOrBeneath(const QString &folder, const QStringList &watchedFolders)
+{
+    const QString resolvedFolder = resolvedPath(folder);
+    QStringList beneath;
+    for (const QString &watched : watchedFolders) {
+        if (PathUtils::isSameOrInside(resolvedPath(watched), resolvedFolder))
+            beneath << watched;
+    }
+    return beneath;
 }
 
 QStringList LessModel::getAllRegisteredPaths() const
