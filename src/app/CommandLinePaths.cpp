@@ -5,12 +5,6 @@
 
 #include <QFileInfo>
 
-namespace {
-
-const QString LessExtension = QStringLiteral("less");
-
-} // namespace
-
 CommandLinePaths::CommandLinePaths(const QStringList &paths)
 {
     for (const QString &path : paths) {
@@ -28,9 +22,8 @@ QString CommandLinePaths::problemWith(const QString &path) const
     if (!info.exists())
         return QStringLiteral("no such file or folder");
     if (!info.isDir()) {
-        return info.suffix().compare(LessExtension, Qt::CaseInsensitive) == 0
-            ? QString()
-            : QStringLiteral("not a LESS file; give a folder or a .less file");
+        return PathUtils::isLessFile(path) ? QString()
+                                           : QStringLiteral("not a LESS file; give a folder or a .less file");
     }
     if (!info.isReadable() || !info.isExecutable())
         return QStringLiteral("this folder cannot be read");

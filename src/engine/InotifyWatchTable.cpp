@@ -57,10 +57,9 @@ InotifyWatchTable::Signature InotifyWatchTable::signatureAt(const QString &path)
                      nanoseconds(status->stx_ctime)};
 }
 
-bool InotifyWatchTable::addPath(const QString &path, quint32 mask, WhenMissing whenMissing)
+bool InotifyWatchTable::addPath(const QString &path, quint32 mask)
 {
-    const bool exists = statusOf(path).has_value();
-    if (!exists && whenMissing == WhenMissing::Ignore)
+    if (!statusOf(path))
         return false;
 
     // A path that is known already (added twice, or removed and not yet
@@ -72,8 +71,8 @@ bool InotifyWatchTable::addPath(const QString &path, quint32 mask, WhenMissing w
         watchFolder(pathWatch.folder);
         pathWatch.lastWritten = signatureAt(path);
     }
-    const bool attached = pathWatch.inodeWD != NoWatch || (exists && attach(path, pathWatch, !known));
-    if (!attached && whenMissing == WhenMissing::Ignore) {
+    const bool attached = pathWatch.inodeWD != NoWatch || attach(path, pathWatch, !known);
+    if (!attached) {
         if (!known) {
             releaseFolder(pathWatch.folder);
             m_paths.remove(path);
@@ -349,7 +348,7 @@ void InotifyWatchTable::releaseUnusedWatches()
             continue;
         // EINVAL: inotify dropped the watch itself; its IN_IGNORED is on its way.
         if (inotify_rm_watch(m_fd, wd) != 0 && errno != EINVAL)
-            qCWarning(lcWatcher, "removePathFromQueue: Couldn't close file descriptor (%d)", errno);
+            qCWarning(lcWatcher, "UKKQueue could not remove inotify watch %d: %s", wd, std::strerror(errno));
         m_watches.erase(it);
     }
     m_unusedWatches.clear();

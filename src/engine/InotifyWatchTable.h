@@ -37,12 +37,10 @@ public:
     };
     using Changes = QList<Change>;
 
-    enum class WhenMissing { Ignore, AwaitReturn };
-
     explicit InotifyWatchTable(int inotifyFD);
 
-    // False when nothing was registered.
-    bool addPath(const QString &path, quint32 mask, WhenMissing whenMissing);
+    // False when nothing was registered: nothing is at the path, or it cannot be watched.
+    bool addPath(const QString &path, quint32 mask);
     void removePath(const QString &path);
     void removeAllPaths();
     const QStringList &paths() const { return m_registrations; }

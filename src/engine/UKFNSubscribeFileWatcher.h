@@ -9,6 +9,7 @@
 
 class QSocketNotifier;
 
+// UKFNSubscribeFileWatcher: the per-folder inotify watcher.
 // Watches folders through inotify and reports every change inside a watched
 // folder (an entry created, deleted, moved, written or its attributes
 // changed) as a write of the folder: to the workspace notification centre,

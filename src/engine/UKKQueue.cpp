@@ -64,11 +64,11 @@ UKKQueue *UKKQueue::sharedFileWatcher()
 }
 
 UKKQueue::UKKQueue()
-    : m_queueFD(inotify_init1(IN_NONBLOCK | IN_CLOEXEC))
+    : m_inotifyFD(inotify_init1(IN_NONBLOCK | IN_CLOEXEC))
     , m_wakeFD(eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC))
-    , m_table(std::make_unique<InotifyWatchTable>(m_queueFD))
+    , m_table(std::make_unique<InotifyWatchTable>(m_inotifyFD))
 {
-    if (m_queueFD < 0 || m_wakeFD < 0) {
+    if (m_inotifyFD < 0 || m_wakeFD < 0) {
         qCWarning(lcWatcher, "UKKQueue could not create its inotify queue (%d); nothing is watched.", errno);
         return;
     }
@@ -78,15 +78,15 @@ UKKQueue::UKKQueue()
 UKKQueue::~UKKQueue()
 {
     stopWatcherThread();
-    if (m_queueFD >= 0 && close(m_queueFD) != 0)
-        qCWarning(lcWatcher, "release: Couldn't close main kqueue (%d)", errno);
+    if (m_inotifyFD >= 0 && close(m_inotifyFD) != 0)
+        qCWarning(lcWatcher, "UKKQueue could not close its inotify descriptor (%d)", errno);
     if (m_wakeFD >= 0)
         close(m_wakeFD);
 }
 
 int UKKQueue::queueFD() const
 {
-    return m_queueFD;
+    return m_inotifyFD;
 }
 
 void UKKQueue::addPath(const QString &path)
@@ -102,13 +102,7 @@ void UKKQueue::addPathToQueue(const QString &path)
 void UKKQueue::addPathToQueue(const QString &path, quint32 mask)
 {
     QMutexLocker locker(&m_mutex);
-    m_table->addPath(path, mask, InotifyWatchTable::WhenMissing::Ignore);
-}
-
-void UKKQueue::addPathAwaitingReturn(const QString &path, quint32 mask)
-{
-    QMutexLocker locker(&m_mutex);
-    m_table->addPath(path, mask, InotifyWatchTable::WhenMissing::AwaitReturn);
+    m_table->addPath(path, mask);
 }
 
 void UKKQueue::removePath(const QString &path)
@@ -211,7 +205,7 @@ void UKKQueue::wakeWatcherThread()
 
 void UKKQueue::watcherThread()
 {
-    pollfd descriptors[] = {{m_queueFD, POLLIN, 0}, {m_wakeFD, POLLIN, 0}};
+    pollfd descriptors[] = {{m_inotifyFD, POLLIN, 0}, {m_wakeFD, POLLIN, 0}};
     QElapsedTimer sinceRetry;
     sinceRetry.start();
     while (m_keepThreadRunning.loadRelaxed()) {
@@ -235,7 +229,7 @@ void UKKQueue::watcherThread()
 void UKKQueue::readAndDeliverEvents()
 {
     alignas(inotify_event) char buffer[EventBufferSize];
-    const ssize_t length = read(m_queueFD, buffer, sizeof buffer);
+    const ssize_t length = read(m_inotifyFD, buffer, sizeof buffer);
     for (ssize_t offset = 0; offset < length && m_keepThreadRunning.loadRelaxed();) {
         const auto *event = reinterpret_cast<const inotify_event *>(buffer + offset);
         deliverChangesOfEvent(*event);

@@ -13,6 +13,7 @@ class InotifyWatchTable;
 class QThread;
 struct inotify_event;
 
+// UKKQueue: the per-file inotify watcher.
 // Watches files through inotify on its own thread and hands every change to
 // its delegate on the GUI thread, waiting until the delegate has returned, so
 // that events arrive one at a time and in order. A watched path stays watched
@@ -50,9 +51,6 @@ public:
     void addPath(const QString &path) override;
     void addPathToQueue(const QString &path);
     void addPathToQueue(const QString &path, quint32 mask);
-    // Like addPathToQueue, but a path with nothing at it is kept and watched
-    // from its folder until a file appears there; that return counts as a write.
-    void addPathAwaitingReturn(const QString &path, quint32 mask = DefaultEventMask);
     // Removes one registration of the path; a path added twice stays watched.
     void removePath(const QString &path) override;
     void removePathFromQueue(const QString &path);
@@ -83,7 +81,7 @@ private:
     void releaseUnusedWatches();
     void notifyDelegateAndWorkspace(const QString &name, const QString &path);
 
-    int m_queueFD = -1;
+    int m_inotifyFD = -1;
     int m_wakeFD = -1;
     mutable QMutex m_mutex;
     std::unique_ptr<InotifyWatchTable> m_table;

@@ -1,5 +1,6 @@
 #include "ZRMLessCompiler.h"
 
+#include "UKFileWatcher.h"
 #include "UKKQueue.h"
 #include "ZRMLessCompilerDelegate.h"
 #include "support/Logging.h"
@@ -152,10 +153,10 @@ ZRMLessCompiler *ZRMLessCompiler::sharedLessCompiler()
 
 ZRMLessCompiler::ZRMLessCompiler()
     : m_notificationCenter(NotificationCenter::defaultCenter())
-    , m_kQueue(UKKQueue::sharedFileWatcher())
+    , m_fileWatcher(UKKQueue::sharedFileWatcher())
 {
-    m_kQueue->setAlwaysNotify(false);
-    m_kQueue->setDelegate(this);
+    m_fileWatcher->setAlwaysNotify(false);
+    m_fileWatcher->setDelegate(this);
     connect(&m_pool, &ZRMCompilerPool::finished, this, &ZRMLessCompiler::didFinishCompiling);
     connect(&m_pool, &ZRMCompilerPool::broken, this, &ZRMLessCompiler::reportMissingCompiler);
     connect(&m_pool, &ZRMCompilerPool::working, this, [this] { m_reportedMissingCompiler = false; });
@@ -298,7 +299,7 @@ void ZRMLessCompiler::watchLessFileAtPath(const QString &path)
     if (m_watchedLessFiles.contains(path))
         return;
     m_watchedLessFiles.append(path);
-    m_kQueue->addPath(path);
+    m_fileWatcher->addPath(path);
     m_notificationCenter->post(ZRMLCBeganWatchingNewFileNotification, this,
                                watchListPayload(path, WatchingMessage));
 }
@@ -307,31 +308,13 @@ void ZRMLessCompiler::stopWatchingLessFileAtPath(const QString &path)
 {
     if (!m_watchedLessFiles.removeOne(path))
         return;
-    m_kQueue->removePath(path);
+    m_fileWatcher->removePath(path);
     m_notificationCenter->post(ZRMLCStoppedWatchingFileNotification, this,
                                watchListPayload(path, StoppedWatchingMessage));
 }
 
-void ZRMLessCompiler::addPath(const QString &path)
-{
-    m_kQueue->addPath(path);
-}
-
-void ZRMLessCompiler::removePath(const QString &path)
-{
-    m_kQueue->removePath(path);
-}
-
-UKFileWatcherDelegate *ZRMLessCompiler::delegate() const
-{
-    return const_cast<ZRMLessCompiler *>(this);
-}
-
-void ZRMLessCompiler::setDelegate(UKFileWatcherDelegate *delegate)
-{
-    m_kQueue->setDelegate(delegate);
-}
-
+// UKKQueue follows a path through safe saves and deletions by itself, so a
+// watch needs no renewing here.
 void ZRMLessCompiler::watcher(UKFileWatcher *, const QString &notification, const QString &path)
 {
     if (notification != UKFileWatcherDeleteNotification && notification != UKFileWatcherWriteNotification)
@@ -342,7 +325,6 @@ void ZRMLessCompiler::watcher(UKFileWatcher *, const QString &notification, cons
     const QVariant importers = settings.value(ZRMCompilingSettingsKey::LinkedFilesToCompile);
     for (const QString &importer : importers.toStringList())
         compileIfAutoCompiled(importer, settingsFor(importer), path);
-    renewWatch(path);
 }
 
 void ZRMLessCompiler::compileIfAutoCompiled(const QString &path, const QVariantMap &settings,
@@ -353,17 +335,6 @@ void ZRMLessCompiler::compileIfAutoCompiled(const QString &path, const QVariantM
     const QString outputPath = settings.value(ZRMCompilingSettingsKey::OutputPath).toString();
     const bool compress = settings.value(ZRMCompilingSettingsKey::ShouldCompressOutput).toBool();
     beginCompilingFileAtPath(path, outputPath, triggeringPath, compress);
-}
-
-// A file replaced by a safe save is watched again; one that is gone for the
-// moment is watched for until it returns. A path whose watching was stopped
-// while this event was on its way stays unwatched.
-void ZRMLessCompiler::renewWatch(const QString &path)
-{
-    if (!m_watchedLessFiles.contains(path))
-        return;
-    m_kQueue->removePath(path);
-    m_kQueue->addPathAwaitingReturn(path);
 }
 
 QVariantMap ZRMLessCompiler::settingsFor(const QString &path) const

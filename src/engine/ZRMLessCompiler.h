@@ -1,6 +1,5 @@
 #pragma once
 
-#include "UKFileWatcher.h"
 #include "UKFileWatcherDelegate.h"
 #include "ZRMCompilerPool.h"
 
@@ -49,7 +48,7 @@ inline constexpr QLatin1StringView FilesRead{"filesRead"};
 // (ZRMCompilerPool), follows the watched LESS files and compiles them (and the
 // files that import them) when they change, and announces all of it on the
 // default notification centre. Use it on the GUI thread.
-class ZRMLessCompiler : public QObject, public UKFileWatcher, public UKFileWatcherDelegate
+class ZRMLessCompiler : public QObject, public UKFileWatcherDelegate
 {
     Q_OBJECT
 
@@ -87,14 +86,6 @@ public:
     void stopWatchingLessFileAtPath(const QString &path);
     QStringList watchedLessFiles() const { return m_watchedLessFiles; }
 
-    // UKFileWatcher, forwarded to the shared UKKQueue; the watch list is not touched.
-    void addPath(const QString &path) override;
-    void removePath(const QString &path) override;
-    // The engine itself: it is the watcher's delegate.
-    UKFileWatcherDelegate *delegate() const override;
-    // Sets the shared UKKQueue's delegate.
-    void setDelegate(UKFileWatcherDelegate *delegate) override;
-
     void watcher(UKFileWatcher *watcher, const QString &notification, const QString &path) override;
 
 private:
@@ -109,12 +100,11 @@ private:
     void didFinishCompilingFileWithResult(const QVariantMap &result);
     void compileIfAutoCompiled(const QString &path, const QVariantMap &settings,
                                const QString &triggeringPath);
-    void renewWatch(const QString &path);
     QVariantMap settingsFor(const QString &path) const;
 
     NotificationCenter *m_notificationCenter;
     ZRMCompilerPool m_pool;
-    UKKQueue *m_kQueue;
+    UKKQueue *m_fileWatcher;
     QStringList m_watchedLessFiles;
     QString m_pathToCompiler;
     QString m_pathToNodeJS;

@@ -19,6 +19,12 @@ QString removingFolderPrefix(const QString &path, const QString &folder)
     return isSameOrInside(path, folder) ? path.mid(folder.size()) : path;
 }
 
+// "a/b.less" -> "a/b.css"
+QString withCSSExtension(const QString &path)
+{
+    return appendingPathExtension(deletingPathExtension(path), CSSExtension);
+}
+
 bool equalIgnoringCase(const QString &a, const QString &b)
 {
     return a.compare(b, Qt::CaseInsensitive) == 0;
@@ -33,8 +39,7 @@ LessHolder::LessHolder(const QString &lessFilePath, const QString &watchedFolder
       m_lessFileTildePath(abbreviateWithTilde(m_lessFileFullPath)),
       m_lessFileAbbreviatedPath(removingFolderPrefix(m_lessFileFullPath, watchedFolder)),
       m_lessFilename(lastPathComponent(m_lessFileFullPath)),
-      m_targetCSSFileFullPath(appendingPathExtension(deletingPathExtension(m_lessFileFullPath),
-                                                     CSSExtension)),
+      m_targetCSSFileFullPath(withCSSExtension(m_lessFileFullPath)),
       m_valuesForTableViewCell{{TableViewCellKeys::TitleString, m_lessFileAbbreviatedPath},
                                {TableViewCellKeys::SubtitleString, OutputPrefix}},
       m_shouldCompressCSSOutput(compressCSSOutput)
@@ -44,9 +49,7 @@ LessHolder::LessHolder(const QString &lessFilePath, const QString &watchedFolder
 void LessHolder::setCSSFileOutputFolder(const QString &folder)
 {
     const QString expanded = expandTilde(folder);
-    setTarget(appendingPathComponent(expanded,
-                                     appendingPathExtension(deletingPathExtension(m_lessFilename), CSSExtension)),
-              expanded);
+    setTarget(appendingPathComponent(expanded, withCSSExtension(m_lessFilename)), expanded);
 }
 
 // A .css path names the CSS file; for any other, what is on disk decides
@@ -86,8 +89,7 @@ QString LessHolder::abbreviatedTargetFolder(const QString &givenPath) const
 
 void LessHolder::clearCSSFileOutputPath()
 {
-    setTargetCSSFileFullPath(
-        appendingPathExtension(deletingPathExtension(m_lessFileFullPath), CSSExtension));
+    setTargetCSSFileFullPath(withCSSExtension(m_lessFileFullPath));
     setTargetCSSFileTildePath(QString());
     setTargetCSSFileAbbreviatedPath(QString());
     setTargetCSSFilename(QString());

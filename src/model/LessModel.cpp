@@ -1,9 +1,11 @@
 #include "LessModel.h"
 
+#include "Rows.h"
 #include "engine/LinkedFilesHelper.h"
 #include "support/Logging.h"
 #include "support/PathUtils.h"
 
+#include <QDir>
 #include <QFileInfo>
 #include <QSignalBlocker>
 #include <QTextBoundaryFinder>
@@ -11,8 +13,6 @@
 #include <algorithm>
 
 namespace {
-
-const QString LessExtension = QStringLiteral("less");
 
 // Each word starts upper case and goes on lower case: my-site becomes My-Site.
 QString capitalized(const QString &text)
@@ -55,6 +55,12 @@ QString unregisteredImportMessage(const QString &importer, const QString &import
         .arg(importer, imported);
 }
 
+QString resolvedPath(const QString &path)
+{
+    const QString canonical = QFileInfo(path).canonicalFilePath();
+    return canonical.isEmpty() ? QDir::cleanPath(path) : canonical;
+}
+
 // A hash instead of a search over all records; the first record in flattening
 // order wins, as in getLessHolderForLessFileAtPath().
 QHash<QString, qsizetype> firstIndexByKey(const LessModel::LinkSnapshot &snapshot)
@@ -85,17 +91,21 @@ bool LessModel::modelContainsPath(const QString &path) const
 
 std::optional<QStringList> LessModel::modelSubpathsOfProposedPath(const QString &path) const
 {
-    QStringList subpaths;
-    // An empty path lies above nothing.
-    if (path.isEmpty())
-        return std::nullopt;
-    for (const auto &folder : m_pathData) {
-        if (PathUtils::isSameOrInside(folder->userSelectedFullPath(), path))
-            subpaths << folder->userSelectedFullPath();
-    }
+    const QStringList subpaths = watchedFoldersAtOrBeneath(path, getAllRegisteredPaths());
     if (subpaths.isEmpty())
         return std::nullopt;
     return subpaths;
+}
+
+QStringList LessModel::watchedFoldersAtOrBeneath(const QString &folder, const QStringList &watchedFolders)
+{
+    const QString resolvedFolder = resolvedPath(folder);
+    QStringList beneath;
+    for (const QString &watched : watchedFolders) {
+        if (PathUtils::isSameOrInside(resolvedPath(watched), resolvedFolder))
+            beneath << watched;
+    }
+    return beneath;
 }
 
 QStringList LessModel::getAllRegisteredPaths() const
@@ -179,26 +189,24 @@ void LessModel::removePathFromModel(const QString &path)
 
 void LessModel::addLessFileToModel(const QString &path, const QString &folderPath)
 {
-    if (!modelContainsPath(folderPath)) {
+    if (PathHolder *folder = folderTakingFileChanges(folderPath))
+        folder->addLessFileAtPath(path);
+    else
         qCWarning(lcModel,
                   "Tried to add the LESS file '%s' to model path '%s', but that path does not "
                   "exist in the model.",
                   qUtf8Printable(path), qUtf8Printable(folderPath));
-        return;
-    }
-    m_pathData[rowOfPathIgnoringCase(folderPath)]->addLessFileAtPath(path);
 }
 
 void LessModel::removeLessFileFromModel(const QString &path, const QString &folderPath)
 {
-    if (!modelContainsPath(folderPath)) {
+    if (PathHolder *folder = folderTakingFileChanges(folderPath))
+        folder->removeLessFileAtPath(path);
+    else
         qCWarning(lcModel,
                   "Tried to remove the LESS file '%s' from model path '%s', but that path does "
                   "not exist in the model.",
                   qUtf8Printable(path), qUtf8Printable(folderPath));
-        return;
-    }
-    m_pathData[rowOfPathIgnoringCase(folderPath)]->removeLessFileAtPath(path);
 }
 
 void LessModel::replaceLessFilesForPath(const QString &folderPath, const QStringList &newLessFiles)
@@ -257,7 +265,7 @@ LessModel::FileLinks LessModel::computeFileLinks(const LinkSnapshot &snapshot)
         const LinkSnapshotEntry &importer = snapshot.at(index);
         links.lessFileFullPaths << importer.lessFileFullPath;
         for (const QString &import : importsPerFile.at(index)) {
-            if (PathUtils::pathExtension(import).compare(LessExtension, Qt::CaseInsensitive) != 0) {
+            if (!PathUtils::isLessFile(import)) {
                 links.logMessages << invalidImportMessage(importer.lessFileTildePath, import);
                 continue;
             }
@@ -333,28 +341,23 @@ void LessModel::setCompilerResultData(const QList<CompilerResultHolder> &results
     Q_EMIT compilerResultsReset();
 }
 
-int LessModel::rowOfPath(const QString &path) const
+int LessModel::rowOfPath(const QString &path, Qt::CaseSensitivity sensitivity) const
 {
-    const auto found = std::find_if(m_pathData.cbegin(), m_pathData.cend(), [&](const auto &folder) {
-        return folder->userSelectedFullPath() == path;
+    return firstRowWhere(m_pathData, [&](const auto &folder) {
+        return folder->userSelectedFullPath().compare(path, sensitivity) == 0;
     });
-    return found == m_pathData.cend() ? -1 : int(found - m_pathData.cbegin());
 }
 
-int LessModel::rowOfPathIgnoringCase(const QString &path) const
+PathHolder *LessModel::folderTakingFileChanges(const QString &folderPath) const
 {
-    const auto found = std::find_if(m_pathData.cbegin(), m_pathData.cend(), [&](const auto &folder) {
-        return folder->userSelectedFullPath().compare(path, Qt::CaseInsensitive) == 0;
-    });
-    return found == m_pathData.cend() ? -1 : int(found - m_pathData.cbegin());
+    if (!modelContainsPath(folderPath))
+        return nullptr;
+    return m_pathData[rowOfPath(folderPath, Qt::CaseInsensitive)].get();
 }
 
 int LessModel::rowOf(const PathHolder *pathHolder) const
 {
-    const auto found = std::find_if(m_pathData.cbegin(), m_pathData.cend(), [&](const auto &folder) {
-        return folder.get() == pathHolder;
-    });
-    return int(found - m_pathData.cbegin());
+    return firstRowWhere(m_pathData, [&](const auto &folder) { return folder.get() == pathHolder; });
 }
 
 void LessModel::relayChangesOf(PathHolder *pathHolder)

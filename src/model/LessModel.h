@@ -47,9 +47,14 @@ public:
     int numberOfPathsInModel() const;
     // Exact, case-sensitive comparison of folder paths.
     bool modelContainsPath(const QString &path) const;
-    // The folders whose path begins with the given one, ignoring case; there is
-    // no separator check, so /a/site2 lies beneath /a/site. Nothing when none.
+    // The registered folders at or beneath path, as watchedFoldersAtOrBeneath
+    // finds them; nothing when none.
     std::optional<QStringList> modelSubpathsOfProposedPath(const QString &path) const;
+    // The watched folders at or beneath folder, in their order, compared by path
+    // components and where they are on disk: symbolic links are resolved where
+    // the paths exist, so a link into folder counts as beneath it. Case counts;
+    // an empty folder has nothing beneath it. Thread-safe: reads the file system only.
+    static QStringList watchedFoldersAtOrBeneath(const QString &folder, const QStringList &watchedFolders);
     QStringList getAllRegisteredPaths() const;
     QHash<QString, QStringList> getAllRegisteredLessFilesForRegisteredPaths() const;
     QStringList getAllLessFilesAndIncludeIgnoredOnes(bool includeIgnored) const;
@@ -114,8 +119,8 @@ Q_SIGNALS:
     void compilerResultsReset();
 
 private:
-    int rowOfPath(const QString &path) const;
-    int rowOfPathIgnoringCase(const QString &path) const;
+    int rowOfPath(const QString &path, Qt::CaseSensitivity sensitivity = Qt::CaseSensitive) const;
+    PathHolder *folderTakingFileChanges(const QString &folderPath) const;
     int rowOf(const PathHolder *pathHolder) const;
     void relayChangesOf(PathHolder *pathHolder);
 

@@ -1,10 +1,9 @@
 #include "PathHolder.h"
 
+#include "Rows.h"
 #include "TableViewCellKeys.h"
 #include "support/UserDefaults.h"
 #include "support/UserDefaultsKeys.h"
-
-#include <algorithm>
 
 PathHolder::PathHolder()
     : m_iconImage(FolderIconName),
@@ -28,14 +27,13 @@ void PathHolder::addLessFileAtPath(const QString &path)
 
 void PathHolder::removeLessFileAtPath(const QString &path)
 {
-    const auto found = std::find_if(m_lessFiles.begin(), m_lessFiles.end(), [&](const auto &file) {
+    const int row = firstRowWhere(m_lessFiles, [&](const auto &file) {
         return file->lessFileFullPath().compare(path, Qt::CaseInsensitive) == 0;
     });
-    if (found == m_lessFiles.end())
+    if (row < 0)
         return;
-    const int row = int(found - m_lessFiles.begin());
     Q_EMIT lessFilesAboutToBeRemoved(row, row);
-    m_lessFiles.erase(found);
+    m_lessFiles.erase(m_lessFiles.begin() + row);
     Q_EMIT lessFilesRemoved(row, row);
     updateCount();
 }
@@ -55,9 +53,8 @@ void PathHolder::setRowValue(const QString &key, const QString &value)
 void PathHolder::relayChangesOf(LessHolder *lessFile)
 {
     connect(lessFile, &LessHolder::changed, this, [this, lessFile](LessHolder::Field field) {
-        const auto found = std::find_if(m_lessFiles.cbegin(), m_lessFiles.cend(),
-                                        [&](const auto &file) { return file.get() == lessFile; });
-        Q_EMIT lessFileChanged(int(found - m_lessFiles.cbegin()), field);
+        Q_EMIT lessFileChanged(firstRowWhere(m_lessFiles, [&](const auto &file) { return file.get() == lessFile; }),
+                               field);
     });
 }
 

@@ -15,6 +15,7 @@ inline constexpr QLatin1StringView CompileError{"compileError"};
 
 } // namespace GrowlNotificationName
 
+// GrowlHelper: the desktop-notification bridge; Growl is not involved.
 // Turns the compiler engine's successes and failures into desktop
 // notifications (org.freedesktop.Notifications on the session bus). Nothing is
 // sent while no notification service is on the bus; sending starts when one

@@ -128,6 +128,11 @@ QString pathExtension(const QString &path)
     return dot < 0 ? QString() : trimmed.mid(dot + 1);
 }
 
+bool isLessFile(const QString &path)
+{
+    return pathExtension(path).compare(QLatin1StringView("less"), Qt::CaseInsensitive) == 0;
+}
+
 QString deletingPathExtension(const QString &path)
 {
     const QString trimmed = trimmedOfTrailingSlashes(path);

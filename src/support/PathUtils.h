@@ -20,6 +20,8 @@ QString lastPathComponent(const QString &path);
 QString deletingLastPathComponent(const QString &path);
 // Text after the last dot of the last component; a leading dot starts no extension.
 QString pathExtension(const QString &path);
+// Whether the extension is "less" in any letter case; "/a/.less" has none.
+bool isLessFile(const QString &path);
 QString deletingPathExtension(const QString &path);
 QString appendingPathExtension(const QString &path, const QString &extension);
 // Joins with exactly one slash.

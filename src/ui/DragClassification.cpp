@@ -7,8 +7,6 @@
 
 namespace {
 
-const QString LessExtension = QStringLiteral("less");
-
 QString translated(const char *text)
 {
     return QCoreApplication::translate("ZRMWindow", text);
@@ -19,18 +17,13 @@ bool hasExtension(const QString &path)
     return !PathUtils::pathExtension(path).isEmpty();
 }
 
-bool isLessFile(const QString &path)
-{
-    return PathUtils::pathExtension(path).compare(LessExtension, Qt::CaseInsensitive) == 0;
-}
-
 std::optional<DragClassification::Badge> badgeForOneItem(const QString &path)
 {
     using namespace DragClassification;
     const QFileInfo item(path);
     if (item.exists() && item.isDir() && !hasExtension(path))
         return Badge{BadgeIcon::DropFolder, PathUtils::lastPathComponent(path), translated("Add this folder")};
-    if (item.exists() && !item.isDir() && isLessFile(path))
+    if (item.exists() && !item.isDir() && PathUtils::isLessFile(path))
         return Badge{BadgeIcon::LessFile, PathUtils::lastPathComponent(path),
                      translated("Add the folder this file is in")};
     return std::nullopt;

@@ -19,8 +19,8 @@ namespace {
 
 constexpr int Timeout = 20000;
 
-// Records "WrittenTo: <content then>", "Renamed" and so on; when asked to, renews the
-// watch of a written or deleted path from inside the call, as the compiler engine does.
+// Records "WrittenTo: <content then>", "Renamed" and so on; when asked to, removes
+// and adds again a written path from inside the call.
 struct RecordingDelegate : public UKFileWatcherDelegate
 {
     void watcher(UKFileWatcher *watcher, const QString &notification, const QString &path) override
@@ -31,9 +31,9 @@ struct RecordingDelegate : public UKFileWatcherDelegate
         calledOffGuiThread |= QThread::currentThread() != QCoreApplication::instance()->thread();
         if (onEvent)
             onEvent(path);
-        if (renews && (written || notification == UKFileWatcherDeleteNotification)) {
+        if (renews && written) {
             static_cast<UKKQueue *>(watcher)->removePath(path);
-            static_cast<UKKQueue *>(watcher)->addPathAwaitingReturn(path);
+            static_cast<UKKQueue *>(watcher)->addPath(path);
         }
     }
 
@@ -123,11 +123,10 @@ private Q_SLOTS:
         QTest::newRow("delete, then new file, read late") << "late create add deleteNew" << saved;
         QTest::newRow("deleted before adding, read late") << "late create remove recreate add inPlace" << saved;
         QTest::newRow("renamed away before adding, read late") << "late create away recreate add inPlace" << saved;
-        QTest::newRow("never there, awaited") << "renew add await flush recreate" << returned;
-        QTest::newRow("deleted, created again") << "renew create add remove flush recreate" << returned;
+        QTest::newRow("deleted, created again") << "create add remove flush recreate" << returned;
         QTest::newRow("renamed away, renamed back")
-            << "renew create add away flush back" << QStringList{"Renamed", "WrittenTo: returned"};
-        QTest::newRow("folder removed, made again (15 s poll)") << "renew create add rmdir flush recreate" << returned;
+            << "create add away flush back" << QStringList{"Renamed", "WrittenTo: returned"};
+        QTest::newRow("folder removed, made again (15 s poll)") << "create add rmdir flush recreate" << returned;
         const QStringList both{"WrittenTo: AAAA", "WrittenTo: BBBB"};
         QTest::newRow("saved during a delivery") << "create add during" << both;
         QTest::newRow("saved during a delivery, replaced, renewed") << "renew create add temp clear during" << both;
@@ -157,7 +156,6 @@ private Q_SLOTS:
             {"create", [&] { return FileActions::create(path, "created"), true; }},
             {"recreate", [&] { return FileActions::create(path, "returned"), true; }},
             {"add", [&] { return m_queue->addPath(path), true; }},
-            {"await", [&] { return m_queue->addPathAwaitingReturn(path), true; }},
             {"remove", [&] { return FileActions::remove(path), true; }},
             {"away", [&] { return FileActions::rename(path, elsewhere), true; }},
             {"back", [&] { return FileActions::writeInPlace(elsewhere, "returned"), FileActions::rename(elsewhere, path), true; }},

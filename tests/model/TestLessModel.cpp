@@ -48,6 +48,8 @@ private Q_SLOTS:
     void folderRecord_data();
     void folderRecord();
     void folderAndFileQueries();
+    void watchedFoldersBeneath_data();
+    void watchedFoldersBeneath();
     void fileChanges_data();
     void fileChanges();
     void linkRefresh();
@@ -132,6 +134,36 @@ void TestLessModel::folderAndFileQueries()
     model.pathData().at(0)->lessFiles().at(1)->setShouldCompressCSSOutput(true);
     QCOMPARE(announcements.take(), (QStringList{"pathsAboutToBeReset", "pathsReset", "lessFileChanged 0 1 ShouldCompressCSSOutput"}));
     QCOMPARE(model.getAllLessFilesAndIncludeIgnoredOnes(true), (QStringList{"/v/a.less", "/v/b.less"}));
+}
+
+void TestLessModel::watchedFoldersBeneath_data()
+{
+    QTest::addColumn<QString>("folder");
+    QTest::addColumn<QStringList>("watched");
+    QTest::addColumn<QStringList>("beneath");
+
+    QTest::newRow("by path components") << "@/a/site" << QStringList{"@/a/site2", "@/a/site/sub", "@/a", "@/a/site/"}
+                                        << QStringList{"@/a/site/sub", "@/a/site/"};
+    QTest::newRow("a link into the folder") << "@/a/site" << QStringList{"@/into-site"} << QStringList{"@/into-site"};
+    QTest::newRow("the folder through a link") << "@/above" << QStringList{"@/a/site", "@/b"} << QStringList{"@/a/site"};
+    QTest::newRow("missing paths, case counts") << "@/gone" << QStringList{"@/gone/x", "@/Gone/y"} << QStringList{"@/gone/x"};
+    QTest::newRow("empty folder") << "" << QStringList{"@/a"} << QStringList();
+}
+
+// Adding a folder takes in the watched ones beneath it, wherever links lead.
+void TestLessModel::watchedFoldersBeneath()
+{
+    QFETCH(QString, folder);
+    QFETCH(QStringList, watched);
+    QFETCH(QStringList, beneath);
+
+    const QString root = m_folder.path();
+    const auto resolved = [&](QStringList paths) { return paths.replaceInStrings(QStringLiteral("@"), root); };
+    QVERIFY(QDir(root).mkpath(QStringLiteral("a/site/sub")) && QDir(root).mkpath(QStringLiteral("b")));
+    // The first row makes the links; the later ones find them there.
+    QFile::link(root + "/a/site/sub", root + "/into-site");
+    QFile::link(root + "/a", root + "/above");
+    QCOMPARE(LessModel::watchedFoldersAtOrBeneath(folder.replace(u'@', root), resolved(watched)), resolved(beneath));
 }
 
 void TestLessModel::fileChanges_data()

@@ -56,18 +56,21 @@ void TestPathUtils::extensions_data()
     QTest::addColumn<QString>("path");
     QTest::addColumn<QString>("extension");
     QTest::addColumn<QString>("withoutExtension");
+    QTest::addColumn<bool>("lessFile");
 
-    QTest::newRow("plain") << "/w/less/site.less" << "less" << "/w/less/site";
-    QTest::newRow("two dots") << "a.min.less" << "less" << "a.min";
-    QTest::newRow("none") << "/tmp/scratch" << "" << "/tmp/scratch";
-    QTest::newRow("dot in folder only") << "/site/build.out/readme" << "" << "/site/build.out/readme";
-    QTest::newRow("trailing slash") << "/site/pack.bundle/" << "bundle" << "/site/pack";
-    QTest::newRow("hidden file") << "/a/.bashrc" << "" << "/a/.bashrc";
-    QTest::newRow("hidden with extension") << "/a/.b.less" << "less" << "/a/.b";
-    QTest::newRow("double dot") << "scratch..tiff" << "tiff" << "scratch.";
-    QTest::newRow("ends in dot") << "/a/b." << "" << "/a/b";
-    QTest::newRow("root") << "/" << "" << "/";
-    QTest::newRow("upper case") << "/a/A.LESS" << "LESS" << "/a/A";
+    QTest::newRow("plain") << "/w/less/site.less" << "less" << "/w/less/site" << true;
+    QTest::newRow("two dots") << "a.min.less" << "less" << "a.min" << true;
+    QTest::newRow("none") << "/tmp/scratch" << "" << "/tmp/scratch" << false;
+    QTest::newRow("dot in folder only") << "/site/build.out/readme" << "" << "/site/build.out/readme" << false;
+    QTest::newRow("trailing slash") << "/site/pack.bundle/" << "bundle" << "/site/pack" << false;
+    QTest::newRow("hidden file") << "/a/.bashrc" << "" << "/a/.bashrc" << false;
+    QTest::newRow("hidden, named like the extension") << "/a/.less" << "" << "/a/.less" << false;
+    QTest::newRow("hidden with extension") << "/a/.b.less" << "less" << "/a/.b" << true;
+    QTest::newRow("double dot") << "scratch..tiff" << "tiff" << "scratch." << false;
+    QTest::newRow("ends in dot") << "/a/b." << "" << "/a/b" << false;
+    QTest::newRow("root") << "/" << "" << "/" << false;
+    QTest::newRow("upper case") << "/a/A.LESS" << "LESS" << "/a/A" << true;
+    QTest::newRow("longer extension") << "/a/b.lessc" << "lessc" << "/a/b" << false;
 }
 
 void TestPathUtils::extensions()
@@ -75,8 +78,10 @@ void TestPathUtils::extensions()
     QFETCH(QString, path);
     QFETCH(QString, extension);
     QFETCH(QString, withoutExtension);
+    QFETCH(bool, lessFile);
     QCOMPARE(pathExtension(path), extension);
     QCOMPARE(deletingPathExtension(path), withoutExtension);
+    QCOMPARE(isLessFile(path), lessFile);
 }
 
 void TestPathUtils::joining_data()

@@ -11,10 +11,11 @@
 class SBJsonParser;
 class SBJsonWriter;
 
-// One reader and one writer behind a single object. When a call fails, the
-// error trace of the reader or writer that refused is copied into this
-// object's own; a successful call leaves it as it was. The forms with an error
-// argument also hand back the trace's last (outermost) error when one is passed.
+// One JSON reader and one JSON writer behind a single object. When a call
+// fails, the error trace of the reader or writer that refused is copied into
+// this object's own; a successful call leaves it as it was. The forms with an
+// error argument also hand back the trace's last (outermost) error when one is
+// passed.
 class SBJSON : public SBJsonBase
 {
     Q_OBJECT

@@ -198,28 +198,34 @@ bool SBJsonWriter::refuseUnsupported(const QVariant &value)
     return false;
 }
 
-bool SBJsonWriter::appendArray(const QVariant &value, QString &json)
+template <typename AppendContent>
+bool SBJsonWriter::appendContainer(char16_t open, char16_t close, QString &json, AppendContent appendContent)
 {
     if (!enterNesting())
         return false;
-    json += u'[';
-    bool written = false;
-    switch (value.typeId()) {
-    case QMetaType::QVariantList:
-        written = appendElements(stored<QVariantList>(value), json);
-        break;
-    case QMetaType::QStringList:
-        written = appendElements(stored<QStringList>(value), json);
-        break;
-    default:
-        written = appendElements(value.value<QSequentialIterable>(), json);
-        break;
-    }
-    if (!written)
+    json += open;
+    if (!appendContent())
         return false;
     leaveNesting();
-    closeContainer(u'[', u']', json);
+    // An empty container still ends in its opening bracket and stays on one line.
+    if (m_humanReadable && json.back() != open)
+        appendIndent(json);
+    json += close;
     return true;
+}
+
+bool SBJsonWriter::appendArray(const QVariant &value, QString &json)
+{
+    return appendContainer(u'[', u']', json, [&] {
+        switch (value.typeId()) {
+        case QMetaType::QVariantList:
+            return appendElements(stored<QVariantList>(value), json);
+        case QMetaType::QStringList:
+            return appendElements(stored<QStringList>(value), json);
+        default:
+            return appendElements(value.value<QSequentialIterable>(), json);
+        }
+    });
 }
 
 template <typename Sequence>
@@ -251,28 +257,18 @@ bool SBJsonWriter::appendElement(const QString &element, QString &json)
 
 bool SBJsonWriter::appendDictionary(const QVariant &value, QString &json)
 {
-    if (!enterNesting())
-        return false;
-    json += u'{';
-    bool written = false;
-    switch (value.typeId()) {
-    case QMetaType::QVariantMap:
-        // Already in key order, sorted or not.
-        written = appendMembers(stored<QVariantMap>(value), json);
-        break;
-    case QMetaType::QVariantHash:
-        written = m_sortKeys ? appendSortedMembers(stored<QVariantHash>(value), json)
-                             : appendMembers(stored<QVariantHash>(value), json);
-        break;
-    default:
-        written = appendIterableMembers(value.value<QAssociativeIterable>(), json);
-        break;
-    }
-    if (!written)
-        return false;
-    leaveNesting();
-    closeContainer(u'{', u'}', json);
-    return true;
+    return appendContainer(u'{', u'}', json, [&] {
+        switch (value.typeId()) {
+        case QMetaType::QVariantMap:
+            // Already in key order, sorted or not.
+            return appendMembers(stored<QVariantMap>(value), json);
+        case QMetaType::QVariantHash:
+            return m_sortKeys ? appendSortedMembers(stored<QVariantHash>(value), json)
+                              : appendMembers(stored<QVariantHash>(value), json);
+        default:
+            return appendIterableMembers(value.value<QAssociativeIterable>(), json);
+        }
+    });
 }
 
 template <typename Map>
@@ -338,14 +334,6 @@ bool SBJsonWriter::appendMember(const QString &key, const QVariant &value, bool 
         return false;
     }
     return true;
-}
-
-void SBJsonWriter::closeContainer(char16_t open, char16_t close, QString &json) const
-{
-    // An empty container still ends in its opening bracket and stays on one line.
-    if (m_humanReadable && json.back() != open)
-        appendIndent(json);
-    json += close;
 }
 
 void SBJsonWriter::appendIndent(QString &json) const

@@ -56,7 +56,9 @@ private:
     bool appendIterableMembers(const QAssociativeIterable &iterable, QString &json);
     bool appendMember(const QString &key, const QVariant &value, bool first, QString &json);
 
-    void closeContainer(char16_t open, char16_t close, QString &json) const;
+    // The brackets, one nesting level deeper, around what appendContent() writes.
+    template <typename AppendContent>
+    bool appendContainer(char16_t open, char16_t close, QString &json, AppendContent appendContent);
     void appendIndent(QString &json) const;
 
     bool m_humanReadable = false;
