@@ -16,6 +16,7 @@
 #include "ZRMStaticImageView.h"
 #include "ZRMTableView.h"
 #include "app/MainAppController.h"
+#include "support/BundleInfo.h"
 #include "support/PathUtils.h"
 #include "support/Resources.h"
 #include "support/UserDefaults.h"
@@ -50,7 +51,7 @@
 
 namespace {
 
-const QString WindowTitle = QStringLiteral("Cascader");
+const QString WindowTitle = BundleInfo::ApplicationName;
 const QString ApplicationIconName = QStringLiteral("cascader");
 const QString IconsFolder = QStringLiteral("icons");
 const QString RefreshIconName = QStringLiteral("view-refresh");
