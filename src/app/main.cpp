@@ -138,7 +138,7 @@ int runCompileAll(const CommandLineOptions &options, const QStringList &paths)
 int main(int argc, char *argv[])
 {
     const std::unique_ptr<QCoreApplication> application = createApplication(argc, argv);
-    QCoreApplication::setApplicationName(QStringLiteral("Cascader"));
+    QCoreApplication::setApplicationName(BundleInfo::ApplicationName);
     QCoreApplication::setApplicationVersion(BundleInfo::value(BundleInfo::CFBundleShortVersionString));
 
     int exitCode = 0;

@@ -1,6 +1,7 @@
 #include "GrowlHelper.h"
 
 #include "engine/ZRMLessCompiler.h"
+#include "support/BundleInfo.h"
 #include "support/NotificationCenter.h"
 #include "support/PathUtils.h"
 
@@ -21,7 +22,7 @@ constexpr QLatin1StringView BusPath{"/org/freedesktop/DBus"};
 constexpr QLatin1StringView BusInterface{"org.freedesktop.DBus"};
 constexpr QLatin1StringView NameHasOwnerMethod{"NameHasOwner"};
 
-constexpr QLatin1StringView ApplicationName{"Cascader"};
+constexpr QLatin1StringView ApplicationName = BundleInfo::ApplicationName;
 constexpr QLatin1StringView ApplicationIcon{"cascader"};
 constexpr QLatin1StringView DesktopEntry{"cascader"};
 constexpr QLatin1StringView DesktopEntryHint{"desktop-entry"};

@@ -5,11 +5,11 @@ namespace BundleInfo {
 QString value(QAnyStringView key)
 {
     if (key == CFBundleVersion)
-        return QStringLiteral(CASCADER_VERSION);
+        return Version::FullVersion;
     if (key == CFBundleShortVersionString)
-        return QStringLiteral(CASCADER_SHORT_VERSION);
+        return Version::ShortVersion;
     if (key == ZRMBuildNumber)
-        return QStringLiteral(CASCADER_BUILD_NUMBER);
+        return Version::BuildNumber;
     return QString();
 }
 

@@ -1,10 +1,14 @@
 #pragma once
 
+#include "support/Version.h"
+
 #include <QLatin1StringView>
 #include <QString>
 
 // The application's identity, compiled in from the build.
 namespace BundleInfo {
+
+inline constexpr QLatin1StringView ApplicationName = Version::ApplicationName;
 
 inline constexpr QLatin1StringView CFBundleVersion{"CFBundleVersion"};
 inline constexpr QLatin1StringView CFBundleShortVersionString{"CFBundleShortVersionString"};

@@ -1,10 +1,12 @@
 #include "UserDefaults.h"
 
+#include "BundleInfo.h"
+
 #include <QMutexLocker>
 
 UserDefaults::UserDefaults()
-    : m_settings(QSettings::IniFormat, QSettings::UserScope, QStringLiteral("Cascader"),
-                 QStringLiteral("Cascader"))
+    : m_settings(QSettings::IniFormat, QSettings::UserScope, BundleInfo::ApplicationName,
+                 BundleInfo::ApplicationName)
 {
 }
 

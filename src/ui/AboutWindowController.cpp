@@ -16,7 +16,7 @@ const QUrl AboutWindowController::LessWebsite(QStringLiteral("https://lesscss.or
 namespace {
 
 const QString WindowTitle = QStringLiteral("About Cascader");
-const QString AppName = QStringLiteral("Cascader");
+const QString AppName = BundleInfo::ApplicationName;
 const QString VersionFormat = QStringLiteral("Version %1 (%2)");
 const QString Tagline = QStringLiteral("Compiles your LESS into CSS each time you save it.");
 const QString AppWebsiteText = QStringLiteral("Cascader Website");

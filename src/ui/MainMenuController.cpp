@@ -26,7 +26,7 @@
 
 namespace {
 
-const QString AppName = QStringLiteral("Cascader");
+const QString AppName = BundleInfo::ApplicationName;
 const QString ShowAppWindowText = QStringLiteral("Show Window");
 const QString PreferencesText = QStringLiteral("&Preferences…");
 const QString AboutText = QStringLiteral("&About Cascader");

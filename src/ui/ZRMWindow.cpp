@@ -17,6 +17,7 @@
 #include "app/AutoCompileWatchList.h"
 #include "app/FolderRefresher.h"
 #include "app/MainAppController.h"
+#include "support/BundleInfo.h"
 #include "support/PathUtils.h"
 #include "support/Resources.h"
 #include "support/UserDefaults.h"
@@ -42,7 +43,7 @@ using WindowControls::followEnabledState;
 
 namespace {
 
-const QString WindowTitle = QStringLiteral("Cascader");
+const QString WindowTitle = BundleInfo::ApplicationName;
 const QString ApplicationIconName = QStringLiteral("cascader");
 const QString IconsFolder = QStringLiteral("icons");
 constexpr QSize DefaultWindowSize{900, 560};
