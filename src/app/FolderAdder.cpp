@@ -43,8 +43,6 @@ const QString InsideWatchedFolderMessage = QStringLiteral(
     "The path you selected is part of a folder we're already watching: %1  \n \n As a result, "
     "there's no need to add it.");
 
-const QString LessExtension = QStringLiteral("less");
-
 // Folders whose recursive search would take too long. Only these exact
 // strings count: anything inside them is specific enough.
 QStringList tooBroadFolders()
@@ -85,12 +83,11 @@ QString resolvedPath(const QString &path)
     return canonical.isEmpty() ? QDir::cleanPath(path) : canonical;
 }
 
-// The watched folders that relate to folder by where they are on disk.
+// The watched folder that is folder, or that holds it, by where they are on disk.
 struct Overlap
 {
     QString same;
     QString ancestor;
-    QStringList subfolders;
 };
 
 Overlap overlapOf(const QString &folder, const QStringList &watchedFolders)
@@ -103,8 +100,6 @@ Overlap overlapOf(const QString &folder, const QStringList &watchedFolders)
             overlap.same = watched;
         else if (isInside(resolved, resolvedWatched))
             overlap.ancestor = watched;
-        else if (isInside(resolvedWatched, resolved))
-            overlap.subfolders << watched;
     }
     return overlap;
 }
@@ -158,9 +153,7 @@ FolderAdder::Validation FolderAdder::asynchronouslyValidatePath(const QString &p
 
     // Checked after the too-broad test: a LESS file directly in one of those
     // folders makes that folder acceptable.
-    const QString folder = QDir::cleanPath(
-        pathExtension(path).compare(LessExtension, Qt::CaseInsensitive) == 0 ? deletingLastPathComponent(path)
-                                                                              : path);
+    const QString folder = QDir::cleanPath(isLessFile(path) ? deletingLastPathComponent(path) : path);
     const Overlap overlap = overlapOf(folder, watchedFolders);
     if (!overlap.same.isEmpty())
         return {failedValidation(AlreadyIncludedTitle, AlreadyWatchingMessage.arg(overlap.same)), {}};
@@ -170,7 +163,7 @@ FolderAdder::Validation FolderAdder::asynchronouslyValidatePath(const QString &p
     // The absorbed folders' files are listed afresh from disk; their records
     // are dropped and come back as fresh records of the new folder.
     Validation validation{emptyValidationResult(), {}};
-    for (const QString &subfolder : overlap.subfolders)
+    for (const QString &subfolder : LessModel::watchedFoldersAtOrBeneath(folder, watchedFolders))
         validation.absorbedFolders
             << AbsorbedFolder{subfolder, ZRMLessCompiler::getAllLessFilesInDirectory(subfolder)};
     validation.result.insert(ResultKey::Path, folder);

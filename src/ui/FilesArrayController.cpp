@@ -3,11 +3,11 @@
 #include "ItemRoles.h"
 #include "PathsArrayController.h"
 #include "model/LessModel.h"
+#include "model/Rows.h"
 #include "model/TableViewCellKeys.h"
 
 #include <QItemSelectionModel>
 
-#include <algorithm>
 
 namespace {
 
@@ -131,9 +131,7 @@ qsizetype FilesArrayController::blockOfPathRow(int pathRow) const
     if (pathRow < 0 || pathRow >= m_model->numberOfPathsInModel())
         return -1;
     const PathHolder *folder = m_model->pathData().at(pathRow).get();
-    const auto found = std::find_if(m_blocks.cbegin(), m_blocks.cend(),
-                                    [folder](const Block &block) { return block.folder == folder; });
-    return found == m_blocks.cend() ? -1 : found - m_blocks.cbegin();
+    return firstRowWhere(m_blocks, [folder](const Block &block) { return block.folder == folder; });
 }
 
 int FilesArrayController::firstRowOfBlock(qsizetype blockIndex) const
