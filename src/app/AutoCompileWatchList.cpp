@@ -3,6 +3,7 @@
 #include "engine/ZRMLessCompiler.h"
 #include "model/LessModel.h"
 
+#include <QFileInfo>
 #include <QTimer>
 
 namespace {
@@ -18,6 +19,26 @@ AutoCompileWatchList::AutoCompileWatchList(ZRMLessCompiler *lessCompiler, const 
     // A timer rather than a posted call, so that input and timers get their turn between slices.
     m_watchSliceTimer->setSingleShot(true);
     connect(m_watchSliceTimer, &QTimer::timeout, this, &AutoCompileWatchList::watchNextSlice);
+    connect(model, &LessModel::importGraphChanged, this, &AutoCompileWatchList::followImportedFiles);
+}
+
+// Only files that exist can be watched; one that appears later is watched
+// after the next scan or compile that reads it.
+void AutoCompileWatchList::followImportedFiles()
+{
+    QSet<QString> imported;
+    for (const QString &file : m_model->importedFilesOutsideProject()) {
+        if (QFileInfo(file).isFile())
+            imported.insert(file);
+    }
+    QStringList gone;
+    for (const QString &file : std::as_const(m_importedFilesWatched)) {
+        if (!imported.contains(file) && !m_model->getLessHolderForLessFileAtPath(file))
+            gone << file;
+    }
+    removeLessFilesFromAutoCompileList(gone);
+    addLessFilesToAutoCompileList(QStringList(imported.cbegin(), imported.cend()));
+    m_importedFilesWatched = imported;
 }
 
 void AutoCompileWatchList::refreshAutoCompileWatchList()

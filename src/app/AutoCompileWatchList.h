@@ -10,7 +10,8 @@ class QTimer;
 
 // The engine's watch list, fed in slices: thousands of watches at once would
 // hold up the window, so a slice goes at once and the rest one per turn of
-// the event loop.
+// the event loop. Files outside the project that its files import are
+// watched too, for as long as they are imported.
 class AutoCompileWatchList : public QObject
 {
     Q_OBJECT
@@ -25,6 +26,7 @@ public:
 
 private:
     void watchNextSlice();
+    void followImportedFiles();
 
     ZRMLessCompiler *m_lessCompiler;
     const LessModel *m_model;
@@ -32,4 +34,5 @@ private:
     QStringList m_watchQueue;
     QSet<QString> m_filesAwaitingWatch;
     QTimer *m_watchSliceTimer;
+    QSet<QString> m_importedFilesWatched;
 };

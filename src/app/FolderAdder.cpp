@@ -3,6 +3,7 @@
 #include "AutoCompileWatchList.h"
 #include "CSSOutputPaths.h"
 #include "CompilerLog.h"
+#include "ImportLinks.h"
 #include "MainAppController.h"
 #include "engine/ZRMLessCompiler.h"
 #include "support/PathUtils.h"
@@ -217,7 +218,7 @@ void FolderAdder::didFinishFindingLessFilesWithResult(const QVariantMap &result)
     m_controller->hideSpinner();
     if (UserDefaults::standardUserDefaults()->boolForKey(UserDefaultsKeys::AutoSetCustomCSSPaths))
         m_controller->cssOutputPaths()->beginAutoSettingCSSPaths();
-    m_controller->refreshImportLinks();
+    m_controller->importLinks()->refreshImportLinks();
     didFinishAdding();
 }
 

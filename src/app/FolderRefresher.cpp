@@ -3,6 +3,7 @@
 #include "AutoCompileWatchList.h"
 #include "CSSOutputPaths.h"
 #include "CompilerLog.h"
+#include "ImportLinks.h"
 #include "MainAppController.h"
 #include "engine/ZRMLessCompiler.h"
 #include "support/PathUtils.h"
@@ -75,7 +76,7 @@ void FolderRefresher::beginRefreshingWatchedPathsAndShouldNotifyUserWhenDone(boo
             applyRefreshPlan(plan);
             if (UserDefaults::standardUserDefaults()->boolForKey(UserDefaultsKeys::AutoSetCustomCSSPaths))
                 m_controller->cssOutputPaths()->beginAutoSettingCSSPaths();
-            m_controller->linkImportedFiles(
+            m_controller->importLinks()->linkImportedFiles(
                 [this, notify] { didFinishRefreshingWatchedPathsAndShouldNotifyUserWhenDone(notify); });
         });
 }

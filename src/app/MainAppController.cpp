@@ -5,6 +5,7 @@
 #include "CompilerLog.h"
 #include "FolderAdder.h"
 #include "FolderRefresher.h"
+#include "ImportLinks.h"
 #include "UserInterface.h"
 #include "engine/ZRMLessCompiler.h"
 
@@ -12,12 +13,6 @@
 
 #include <algorithm>
 #include <cstdio>
-
-namespace {
-
-const QString LinkingImportedFilesMessage = QStringLiteral("Linking Imported Files");
-
-} // namespace
 
 MainAppController::MainAppController(LessClientAppDelegate *appDelegate, QObject *parent)
     : QObject(parent),
@@ -27,7 +22,8 @@ MainAppController::MainAppController(LessClientAppDelegate *appDelegate, QObject
       m_folderRefresher(new FolderRefresher(this)),
       m_cssOutputPaths(new CSSOutputPaths(this)),
       m_watchList(new AutoCompileWatchList(m_lessCompiler, &m_appModel, this)),
-      m_compilerLog(new CompilerLog(this))
+      m_compilerLog(new CompilerLog(this)),
+      m_importLinks(new ImportLinks(this))
 {
     m_lessCompiler->setCompilerDelegate(this);
 }
@@ -112,26 +108,6 @@ void MainAppController::refreshWatchedFolders()
     m_folderRefresher->refreshWatchedFolders();
 }
 
-void MainAppController::refreshImportLinks()
-{
-    showSpinnerWithMessage(LinkingImportedFilesMessage);
-    linkImportedFiles([this] { hideSpinner(); });
-}
-
-// The files are read on the queue from a snapshot; the links are stored on
-// this thread, or read again when the files changed in between.
-void MainAppController::linkImportedFiles(std::function<void()> then)
-{
-    runInBackground(
-        this, [snapshot = m_appModel.fileLinkSnapshot()] { return LessModel::computeFileLinks(snapshot); },
-        [this, then = std::move(then)](const LessModel::FileLinks &links) {
-            if (m_appModel.applyFileLinks(links))
-                then();
-            else
-                linkImportedFiles(then);
-        });
-}
-
 // Checked files only; the switch does not matter here. The files that import
 // the most go first: they take longest, and the small ones fill in beside
 // them on the other workers.
@@ -178,10 +154,18 @@ void MainAppController::clearCompilerLog()
 QVariantMap MainAppController::compilingSettingsForLESSFileAtPath(const QString &path)
 {
     const LessHolder *file = m_appModel.getLessHolderForLessFileAtPath(path);
+    const QStringList dependents = m_appModel.importGraph().dependentsOf(file ? file->lessFileFullPath() : path);
     if (!file)
-        return {};
+        return dependents.isEmpty() ? QVariantMap() : QVariantMap{{ZRMCompilingSettingsKey::LinkedFilesToCompile, dependents}};
     return {{ZRMCompilingSettingsKey::ShouldAutoCompile, m_jAutoCompileEnabled && file->checkboxState()},
             {ZRMCompilingSettingsKey::OutputPath, file->targetCSSFileFullPath()},
             {ZRMCompilingSettingsKey::ShouldCompressOutput, file->shouldCompressCSSOutput()},
-            {ZRMCompilingSettingsKey::LinkedFilesToCompile, file->linkedFilesToCompile()}};
+            {ZRMCompilingSettingsKey::LinkedFilesToCompile, dependents}};
+}
+
+// An import added since the last compile counts from this save on.
+void MainAppController::lessFileDidChange(const QString &path)
+{
+    const LessHolder *file = m_appModel.getLessHolderForLessFileAtPath(path);
+    m_appModel.rescanImportsOfFile(file ? file->lessFileFullPath() : path);
 }

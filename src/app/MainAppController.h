@@ -15,14 +15,15 @@ class CSSOutputPaths;
 class CompilerLog;
 class FolderAdder;
 class FolderRefresher;
+class ImportLinks;
 class LessClientAppDelegate;
 class UserInterface;
 class ZRMLessCompiler;
 
 // The owner of the project and the workflow that ties its jobs together:
 // adding folders (FolderAdder), refreshing them (FolderRefresher), CSS
-// folders (CSSOutputPaths), the engine's watch list (AutoCompileWatchList)
-// and the compiler log (CompilerLog). It holds the auto-compile switch and
+// folders (CSSOutputPaths), the engine's watch list (AutoCompileWatchList),
+// the import graph (ImportLinks) and the compiler log (CompilerLog). It holds the auto-compile switch and
 // the busy state the window shows, and is the compiler engine's
 // compiling-settings delegate.
 //
@@ -56,6 +57,7 @@ public:
     CSSOutputPaths *cssOutputPaths() const { return m_cssOutputPaths; }
     AutoCompileWatchList *watchList() const { return m_watchList; }
     CompilerLog *compilerLog() const { return m_compilerLog; }
+    ImportLinks *importLinks() const { return m_importLinks; }
 
     bool jAutoCompileEnabled() const { return m_jAutoCompileEnabled; }
     void setJAutoCompileEnabled(bool enabled);
@@ -76,9 +78,6 @@ public:
     void beginValidatingPath(const QString &path);
     // A refresh the user asked for: the window confirms it.
     void refreshWatchedFolders();
-    void refreshImportLinks();
-    // Reads the files' imports off the GUI thread, stores the links, then calls then.
-    void linkImportedFiles(std::function<void()> then);
 
     // Auto-compile.
     // The files whose outcome the engine will announce.
@@ -86,7 +85,10 @@ public:
     void awakenAutoCompile();
     void toggleAutoCompile();
     void clearCompilerLog();
+    // The files to recompile are every file that reads this one, directly or
+    // not; a file outside the project has them too.
     QVariantMap compilingSettingsForLESSFileAtPath(const QString &path) override;
+    void lessFileDidChange(const QString &path) override;
 
     // Runs work on the operation queue and hands its result to then on the
     // GUI thread, unless receiver is gone by then.
@@ -126,4 +128,5 @@ private:
     CSSOutputPaths *m_cssOutputPaths;
     AutoCompileWatchList *m_watchList;
     CompilerLog *m_compilerLog;
+    ImportLinks *m_importLinks;
 };

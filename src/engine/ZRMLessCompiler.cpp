@@ -319,6 +319,8 @@ void ZRMLessCompiler::watcher(UKFileWatcher *, const QString &notification, cons
 {
     if (notification != UKFileWatcherDeleteNotification && notification != UKFileWatcherWriteNotification)
         return;
+    if (m_compilerDelegate)
+        m_compilerDelegate->lessFileDidChange(path);
     const QVariantMap settings = settingsFor(path);
     compileIfAutoCompiled(path, settings, QString());
     // Importers follow their own settings, whether or not the changed file compiles.

@@ -11,17 +11,19 @@ namespace ZRMCompilingSettingsKey {
 inline constexpr QLatin1StringView ShouldAutoCompile{"shouldAutoCompile"};
 inline constexpr QLatin1StringView OutputPath{"outputPath"};
 inline constexpr QLatin1StringView ShouldCompressOutput{"shouldCompressOutput"};
-// The files that import this one, one level deep.
+// The files to compile after this one changed, each once: those that read it.
 inline constexpr QLatin1StringView LinkedFilesToCompile{"linkedFilesToCompile"};
 
 } // namespace ZRMCompilingSettingsKey
 
 // Tells the compiler engine how a changed LESS file is to be compiled. Asked
-// on the GUI thread, once for the changed file and once for each importer.
+// on the GUI thread, once for the changed file and once for each file to
+// compile after it; told first that the file changed.
 class ZRMLessCompilerDelegate
 {
 public:
     virtual ~ZRMLessCompilerDelegate() = default;
 
     virtual QVariantMap compilingSettingsForLESSFileAtPath(const QString &path) = 0;
+    virtual void lessFileDidChange(const QString &) {}
 };

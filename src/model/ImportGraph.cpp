@@ -56,16 +56,13 @@ void ImportGraph::setImports(const QString &file, const QStringList &imports)
     }
 }
 
-void ImportGraph::removeFile(const QString &file)
+void ImportGraph::forgetImportsOf(const QString &file)
 {
     const int id = idOf(file);
     if (id == Unknown)
         return;
     unlinkImports(id);
     m_recorded[id] = false;
-    for (int importer : std::as_const(m_importers[id]))
-        m_imports[importer].removeOne(id);
-    m_importers[id].clear();
 }
 
 void ImportGraph::clear()

@@ -14,8 +14,8 @@ public:
     // The files that file reads, replacing what it read before. Files it
     // names need not be known yet.
     void setImports(const QString &file, const QStringList &imports);
-    // The file reads nothing any more and no file is said to read it.
-    void removeFile(const QString &file);
+    // What file reads is no longer known; files that read it still do.
+    void forgetImportsOf(const QString &file);
     void clear();
 
     bool hasImportsRecorded(const QString &file) const;

@@ -11,6 +11,8 @@ namespace {
 
 const QString CSSExtension = QStringLiteral("css");
 const QString OutputPrefix = QStringLiteral("Output: ");
+const QString ImportedByOne = QStringLiteral("Imported by %1");
+const QString ImportedByMore = QStringLiteral("Imported by %1 and %2 more");
 
 // The path without the watched folder in front; a path outside the folder
 // stays whole.
@@ -72,7 +74,7 @@ void LessHolder::setTarget(const QString &target, const QString &givenPath)
     const bool besideLessFile = equalIgnoringCase(deletingLastPathComponent(target),
                                                   deletingLastPathComponent(m_lessFileFullPath));
     setTargetCSSFileAbbreviatedPath(besideLessFile ? QString() : abbreviatedTargetFolder(givenPath));
-    setSubtitle(OutputPrefix + m_targetCSSFileAbbreviatedPath);
+    updateSubtitle();
 }
 
 // Worked out from the path as given rather than the target, so that a folder
@@ -93,11 +95,18 @@ void LessHolder::clearCSSFileOutputPath()
     setTargetCSSFileTildePath(QString());
     setTargetCSSFileAbbreviatedPath(QString());
     setTargetCSSFilename(QString());
-    setSubtitle(OutputPrefix);
+    updateSubtitle();
 }
 
-void LessHolder::setSubtitle(const QString &subtitle)
+// A partial's row names its importers; any other row says where its CSS goes.
+void LessHolder::updateSubtitle()
 {
+    QString subtitle = OutputPrefix + m_targetCSSFileAbbreviatedPath;
+    if (!m_linkedFilesToCompile.isEmpty()) {
+        const QString first = lastPathComponent(m_linkedFilesToCompile.constFirst());
+        const qsizetype more = m_linkedFilesToCompile.size() - 1;
+        subtitle = more == 0 ? ImportedByOne.arg(first) : ImportedByMore.arg(first).arg(more);
+    }
     m_valuesForTableViewCell.insert(TableViewCellKeys::SubtitleString, subtitle);
     Q_EMIT changed(Field::ValuesForTableViewCell);
 }
@@ -158,14 +167,37 @@ void LessHolder::setTargetCSSFilename(const QString &filename)
 
 void LessHolder::setLinkedFilesToCompile(const QStringList &importers)
 {
+    if (m_linkedFilesToCompile == importers)
+        return;
     m_linkedFilesToCompile = importers;
     Q_EMIT changed(Field::LinkedFilesToCompile);
+    updateSubtitle();
 }
 
 void LessHolder::setCheckboxState(bool checked)
 {
     m_checkboxState = checked;
     Q_EMIT changed(Field::CheckboxState);
+}
+
+void LessHolder::setCheckboxChosenByUser(bool chosen)
+{
+    m_checkboxChosenByUser = chosen;
+    Q_EMIT changed(Field::CheckboxChosenByUser);
+}
+
+void LessHolder::chooseCheckboxState(bool checked)
+{
+    setCheckboxChosenByUser(true);
+    setCheckboxState(checked);
+}
+
+void LessHolder::setImportedFiles(const std::optional<QStringList> &files)
+{
+    if (m_importedFiles == files)
+        return;
+    m_importedFiles = files;
+    Q_EMIT changed(Field::ImportedFiles);
 }
 
 void LessHolder::setValuesForTableViewCell(const QVariantMap &values)

@@ -5,9 +5,13 @@
 #include <QStringList>
 #include <QVariantMap>
 
+#include <optional>
+
 // The record of one LESS file in a watched folder: its path in the forms the
-// interface shows, the CSS file it compiles to, its per-file switches and the
-// files that import it. Every setter announces its field through changed().
+// interface shows, the CSS file it compiles to, its per-file switches, the
+// files it reads and the files that import it. A file that another file of
+// the project imports is a partial: its row names its importers. Every setter
+// announces its field through changed().
 class LessHolder : public QObject
 {
     Q_OBJECT
@@ -27,6 +31,8 @@ public:
         CheckboxState,
         ValuesForTableViewCell,
         ShouldCompressCSSOutput,
+        CheckboxChosenByUser,
+        ImportedFiles,
     };
     Q_ENUM(Field)
 
@@ -62,10 +68,19 @@ public:
     void setTargetCSSFileAbbreviatedPath(const QString &path);
     QString targetCSSFilename() const { return m_targetCSSFilename; }
     void setTargetCSSFilename(const QString &filename);
+    // The files that import this one directly.
     QStringList linkedFilesToCompile() const { return m_linkedFilesToCompile; }
     void setLinkedFilesToCompile(const QStringList &importers);
     bool checkboxState() const { return m_checkboxState; }
     void setCheckboxState(bool checked);
+    // A check mark the user set or cleared stays; one Cascader chose follows
+    // whether the file is a partial.
+    bool checkboxChosenByUser() const { return m_checkboxChosenByUser; }
+    void setCheckboxChosenByUser(bool chosen);
+    void chooseCheckboxState(bool checked);
+    // The files this one reads, as far as known; nothing before it was ever scanned.
+    std::optional<QStringList> importedFiles() const { return m_importedFiles; }
+    void setImportedFiles(const std::optional<QStringList> &files);
     QVariantMap valuesForTableViewCell() const { return m_valuesForTableViewCell; }
     void setValuesForTableViewCell(const QVariantMap &values);
     bool shouldCompressCSSOutput() const { return m_shouldCompressCSSOutput; }
@@ -75,7 +90,7 @@ Q_SIGNALS:
     void changed(LessHolder::Field field);
 
 private:
-    void setSubtitle(const QString &subtitle);
+    void updateSubtitle();
     void setTarget(const QString &target, const QString &givenPath);
     QString abbreviatedTargetFolder(const QString &givenPath) const;
 
@@ -90,6 +105,8 @@ private:
     QString m_targetCSSFilename;
     QStringList m_linkedFilesToCompile;
     bool m_checkboxState = true;
+    bool m_checkboxChosenByUser = false;
+    std::optional<QStringList> m_importedFiles;
     QVariantMap m_valuesForTableViewCell;
     bool m_shouldCompressCSSOutput = false;
 };

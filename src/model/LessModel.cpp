@@ -7,6 +7,7 @@
 
 #include <QDir>
 #include <QFileInfo>
+#include <QSet>
 #include <QSignalBlocker>
 #include <QTextBoundaryFinder>
 
@@ -33,51 +34,29 @@ QString lessFileKey(const QString &path)
     return PathUtils::expandTilde(path).toCaseFolded();
 }
 
-QString invalidImportMessage(const QString &importer, const QString &import)
-{
-    return QStringLiteral("The file (%1) has an '@import' statement (%2) that does not point to a "
-                          "valid LESS file. The statement was ignored and no link was established "
-                          "between the files.")
-        .arg(importer, import);
-}
-
-QString missingImportMessage(const QString &importer, const QString &imported)
-{
-    return QStringLiteral("The file (%1) imports a file that does not exist: (%2). The statement "
-                          "was ignored.")
-        .arg(importer, imported);
-}
-
-QString unregisteredImportMessage(const QString &importer, const QString &imported)
-{
-    return QStringLiteral("The file (%1) imports a LESS file (%2) that has not been added to "
-                          "Cascader.app. No link was established between the files.")
-        .arg(importer, imported);
-}
-
 QString resolvedPath(const QString &path)
 {
     const QString canonical = QFileInfo(path).canonicalFilePath();
     return canonical.isEmpty() ? QDir::cleanPath(path) : canonical;
 }
 
-// A hash instead of a search over all records; the first record in flattening
-// order wins, as in getLessHolderForLessFileAtPath().
-QHash<QString, qsizetype> firstIndexByKey(const LessModel::LinkSnapshot &snapshot)
-{
-    QHash<QString, qsizetype> indexByKey;
-    indexByKey.reserve(snapshot.size());
-    for (qsizetype index = 0; index < snapshot.size(); ++index) {
-        const QString key = lessFileKey(snapshot.at(index).lessFileFullPath);
-        if (!indexByKey.contains(key))
-            indexByKey.insert(key, index);
-    }
-    return indexByKey;
-}
-
 } // namespace
 
-LessModel::LessModel(QObject *parent) : QObject(parent) {}
+// Any change of the files or of a file's path makes the records be indexed anew.
+LessModel::LessModel(QObject *parent) : QObject(parent)
+{
+    const auto unindex = [this] { m_recordsIndexed = false; };
+    for (auto signal : {&LessModel::pathsInserted, &LessModel::pathsRemoved})
+        connect(this, signal, this, unindex);
+    connect(this, &LessModel::pathsReset, this, unindex);
+    for (auto signal : {&LessModel::lessFilesInserted, &LessModel::lessFilesRemoved})
+        connect(this, signal, this, unindex);
+    connect(this, &LessModel::lessFilesReset, this, unindex);
+    connect(this, &LessModel::lessFileChanged, this, [this](int, int, LessHolder::Field field) {
+        if (field == LessHolder::Field::LessFileFullPath)
+            m_recordsIndexed = false;
+    });
+}
 
 int LessModel::numberOfPathsInModel() const
 {
@@ -149,14 +128,34 @@ QList<LessHolder *> LessModel::getAllLessHoldersAndIncludeIgnoredOnes(bool inclu
 
 LessHolder *LessModel::getLessHolderForLessFileAtPath(const QString &path) const
 {
-    const QString wanted = PathUtils::expandTilde(path);
-    for (const auto &folder : m_pathData) {
-        for (const auto &file : folder->lessFiles()) {
-            if (file->lessFileFullPath().compare(wanted, Qt::CaseInsensitive) == 0)
-                return file.get();
-        }
+    return recordsByKey().value(lessFileKey(path));
+}
+
+const QHash<QString, LessHolder *> &LessModel::recordsByPath() const
+{
+    indexRecords();
+    return m_recordsByPath;
+}
+
+const QHash<QString, LessHolder *> &LessModel::recordsByKey() const
+{
+    indexRecords();
+    return m_recordsByKey;
+}
+
+// The first record in folder then file order wins.
+void LessModel::indexRecords() const
+{
+    if (m_recordsIndexed)
+        return;
+    m_recordsByPath.clear();
+    m_recordsByKey.clear();
+    const QList<LessHolder *> files = getAllLessHoldersAndIncludeIgnoredOnes(true);
+    for (auto file = files.crbegin(); file != files.crend(); ++file) {
+        m_recordsByPath.insert((*file)->lessFileFullPath(), *file);
+        m_recordsByKey.insert(lessFileKey((*file)->lessFileFullPath()), *file);
     }
-    return nullptr;
+    m_recordsIndexed = true;
 }
 
 void LessModel::addNewPathToModel(const QString &path, const QStringList &lessFiles)
@@ -182,9 +181,13 @@ void LessModel::removePathFromModel(const QString &path)
     const int row = rowOfPath(path);
     if (row < 0)
         return;
+    QStringList files;
+    for (const auto &file : m_pathData.at(row)->lessFiles())
+        files << file->lessFileFullPath();
     Q_EMIT pathsAboutToBeRemoved(row, row);
     m_pathData.erase(m_pathData.begin() + row);
     Q_EMIT pathsRemoved(row, row);
+    forgetImportsOf(files);
 }
 
 void LessModel::addLessFileToModel(const QString &path, const QString &folderPath)
@@ -200,13 +203,15 @@ void LessModel::addLessFileToModel(const QString &path, const QString &folderPat
 
 void LessModel::removeLessFileFromModel(const QString &path, const QString &folderPath)
 {
-    if (PathHolder *folder = folderTakingFileChanges(folderPath))
+    if (PathHolder *folder = folderTakingFileChanges(folderPath)) {
         folder->removeLessFileAtPath(path);
-    else
+        forgetImportsOf({path});
+    } else {
         qCWarning(lcModel,
                   "Tried to remove the LESS file '%s' from model path '%s', but that path does "
                   "not exist in the model.",
                   qUtf8Printable(path), qUtf8Printable(folderPath));
+    }
 }
 
 void LessModel::replaceLessFilesForPath(const QString &folderPath, const QStringList &newLessFiles)
@@ -232,79 +237,125 @@ void LessModel::refreshAllFileLinks()
 
 LessModel::LinkSnapshot LessModel::fileLinkSnapshot() const
 {
-    LinkSnapshot snapshot;
-    for (const LessHolder *file : getAllLessHoldersAndIncludeIgnoredOnes(true))
-        snapshot.append({file->lessFileFullPath(), file->lessFileTildePath()});
-    return snapshot;
+    return getAllLessFilesAndIncludeIgnoredOnes(true);
 }
 
+// Imported files outside the project are scanned too, and theirs in turn, so
+// that a save of any of them finds the project's files that depend on it.
 LessModel::FileLinks LessModel::computeFileLinks(const LinkSnapshot &snapshot)
 {
-    const QHash<QString, qsizetype> indexByKey = firstIndexByKey(snapshot);
-    // Every file is scanned first, so that a file the scanner could open needs
-    // no existence check; other paths are checked once each.
-    QList<QStringList> importsPerFile;
-    QHash<QString, bool> existence;
-    for (const LinkSnapshotEntry &entry : snapshot) {
-        const std::optional<QStringList> imports =
-            LinkedFilesHelper::linkedFilesForLessFile(entry.lessFileFullPath);
-        if (imports)
-            existence.insert(entry.lessFileFullPath, true);
-        importsPerFile << imports.value_or(QStringList());
-    }
-    const auto exists = [&existence](const QString &path) {
-        auto known = existence.constFind(path);
-        if (known == existence.cend())
-            known = existence.insert(path, QFileInfo::exists(path));
-        return *known;
-    };
-
     FileLinks links;
-    links.linkedFilesToCompile.resize(snapshot.size());
-    for (qsizetype index = 0; index < snapshot.size(); ++index) {
-        const LinkSnapshotEntry &importer = snapshot.at(index);
-        links.lessFileFullPaths << importer.lessFileFullPath;
-        for (const QString &import : importsPerFile.at(index)) {
-            if (!PathUtils::isLessFile(import)) {
-                links.logMessages << invalidImportMessage(importer.lessFileTildePath, import);
-                continue;
-            }
-            const QString imported =
-                LinkedFilesHelper::pathToImportedFile(import, importer.lessFileFullPath);
-            if (!exists(imported)) {
-                links.logMessages << missingImportMessage(importer.lessFileTildePath, imported);
-                continue;
-            }
-            const auto target = indexByKey.constFind(lessFileKey(imported));
-            if (target == indexByKey.cend()) {
-                links.logMessages << unregisteredImportMessage(importer.lessFileTildePath, imported);
-                continue;
-            }
-            links.linkedFilesToCompile[*target] << importer.lessFileFullPath;
+    QStringList toScan = snapshot;
+    for (qsizetype next = 0; next < toScan.size(); ++next) {
+        const QString &file = toScan.at(next);
+        if (links.contains(file))
+            continue;
+        const std::optional<QStringList> imports = LinkedFilesHelper::linkedFilesForLessFile(file);
+        if (!imports)
+            continue;
+        links.insert(file, *imports);
+        for (const QString &imported : *imports) {
+            if (!links.contains(imported) && QFileInfo(imported).isFile())
+                toScan << imported;
         }
     }
     return links;
 }
 
-bool LessModel::applyFileLinks(const FileLinks &links)
+// In path order, so that importers are listed the same way each time.
+void LessModel::applyFileLinks(const FileLinks &links)
 {
-    const QList<LessHolder *> files = getAllLessHoldersAndIncludeIgnoredOnes(true);
-    const bool unchanged = std::equal(files.cbegin(), files.cend(),
-                                      links.lessFileFullPaths.cbegin(),
-                                      links.lessFileFullPaths.cend(),
-                                      [](const LessHolder *file, const QString &path) {
-                                          return file->lessFileFullPath() == path;
-                                      });
-    if (!unchanged)
-        return false;
-    // The links are not shown anywhere, so they change silently.
-    for (qsizetype index = 0; index < files.size(); ++index) {
-        const QSignalBlocker silence(files.at(index));
-        files.at(index)->setLinkedFilesToCompile(links.linkedFilesToCompile.at(index));
+    QStringList files = links.keys();
+    files.sort();
+    for (const QString &file : files) {
+        QStringList imports = m_importGraph.importsOf(file);
+        for (const QString &imported : links.value(file)) {
+            if (!imports.contains(imported))
+                imports << imported;
+        }
+        setImports(file, imports);
     }
-    for (const QString &message : links.logMessages)
-        qCWarning(lcModel, "%s", qUtf8Printable(message));
-    return true;
+    updateImportersOf(getAllLessFilesAndIncludeIgnoredOnes(true));
+}
+
+void LessModel::recordFilesRead(const QString &file, const QStringList &filesRead, bool successful)
+{
+    if (filesRead.isEmpty())
+        return;
+    const QStringList before = m_importGraph.importsOf(file);
+    QStringList imports = successful ? QStringList() : before;
+    for (const QString &read : filesRead) {
+        const QString path = QDir::cleanPath(read);
+        if (path != file && !imports.contains(path))
+            imports << path;
+    }
+    if (imports == before && m_importGraph.hasImportsRecorded(file))
+        return;
+    setImports(file, imports);
+    updateImportersOf(before + imports);
+}
+
+void LessModel::rescanImportsOfFile(const QString &file)
+{
+    const std::optional<QStringList> imports = LinkedFilesHelper::linkedFilesForLessFile(file);
+    if (!imports)
+        return;
+    const QStringList before = m_importGraph.importsOf(file);
+    if (*imports == before && m_importGraph.hasImportsRecorded(file))
+        return;
+    setImports(file, *imports);
+    updateImportersOf(before + *imports);
+}
+
+// Sorted, so that the answer does not depend on the order of a hash.
+QStringList LessModel::importedFilesOutsideProject() const
+{
+    QSet<QString> outside;
+    const QHash<QString, QStringList> imports = m_importGraph.allImports();
+    for (const QStringList &files : imports) {
+        for (const QString &file : files) {
+            if (!recordsByPath().contains(file))
+                outside.insert(file);
+        }
+    }
+    QStringList sorted(outside.cbegin(), outside.cend());
+    sorted.sort();
+    return sorted;
+}
+
+void LessModel::setImports(const QString &file, const QStringList &imports)
+{
+    m_importGraph.setImports(file, imports);
+    if (LessHolder *record = recordsByPath().value(file))
+        record->setImportedFiles(imports);
+}
+
+void LessModel::forgetImportsOf(const QStringList &files)
+{
+    QStringList touched;
+    for (const QString &file : files) {
+        touched << m_importGraph.importsOf(file);
+        m_importGraph.forgetImportsOf(file);
+    }
+    updateImportersOf(touched);
+}
+
+// A partial is a file that another file of the project imports.
+void LessModel::updateImportersOf(const QStringList &files)
+{
+    const QHash<QString, LessHolder *> &records = recordsByPath();
+    for (const QString &file : files) {
+        LessHolder *record = records.value(file);
+        if (!record)
+            continue;
+        const QStringList importers = m_importGraph.importersOf(file);
+        record->setLinkedFilesToCompile(importers);
+        const bool partial = std::any_of(importers.cbegin(), importers.cend(),
+                                         [&records](const QString &importer) { return records.contains(importer); });
+        if (!record->checkboxChosenByUser() && record->checkboxState() == partial)
+            record->setCheckboxState(!partial);
+    }
+    Q_EMIT importGraphChanged();
 }
 
 void LessModel::addNewCompilerResultWithTime(const QDateTime &time, const QString &file,
@@ -332,6 +383,13 @@ void LessModel::setPathData(PathData pathData)
     for (const auto &folder : m_pathData)
         relayChangesOf(folder.get());
     Q_EMIT pathsReset();
+    // The links the project kept; files without them are scanned later.
+    m_importGraph.clear();
+    for (const LessHolder *file : getAllLessHoldersAndIncludeIgnoredOnes(true)) {
+        if (const std::optional<QStringList> imports = file->importedFiles())
+            m_importGraph.setImports(file->lessFileFullPath(), *imports);
+    }
+    updateImportersOf(getAllLessFilesAndIncludeIgnoredOnes(true));
 }
 
 void LessModel::setCompilerResultData(const QList<CompilerResultHolder> &results)

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "CompilerResultHolder.h"
+#include "ImportGraph.h"
 #include "LessHolder.h"
 #include "PathHolder.h"
 
@@ -15,9 +16,10 @@
 #include <optional>
 #include <vector>
 
-// The whole project: the watched folders with their LESS files, and the
-// compiler log. Lives on the GUI thread; every change is announced with the
-// list, row and field it touches, so that list models can follow it exactly.
+// The whole project: the watched folders with their LESS files, the import
+// graph between the files, and the compiler log. Lives on the GUI thread;
+// every change is announced with the list, row and field it touches, so that
+// list models can follow it exactly.
 class LessModel : public QObject
 {
     Q_OBJECT
@@ -25,22 +27,10 @@ class LessModel : public QObject
 public:
     using PathData = std::vector<std::unique_ptr<PathHolder>>;
 
-    // What the link computation needs of one file record, in flattening order.
-    struct LinkSnapshotEntry
-    {
-        QString lessFileFullPath;
-        QString lessFileTildePath;
-    };
-    using LinkSnapshot = QList<LinkSnapshotEntry>;
-
-    // The outcome of a link computation: per snapshot entry the full paths of
-    // the files that import it, and the log lines for the rejected imports.
-    struct FileLinks
-    {
-        QStringList lessFileFullPaths;
-        QList<QStringList> linkedFilesToCompile;
-        QStringList logMessages;
-    };
+    // The files whose imports a link computation scans: the project's.
+    using LinkSnapshot = QStringList;
+    // What a link computation found: each file scanned and the files it reads.
+    using FileLinks = QHash<QString, QStringList>;
 
     explicit LessModel(QObject *parent = nullptr);
 
@@ -75,17 +65,25 @@ public:
     void replaceLessFilesForPath(const QString &folderPath, const QStringList &newLessFiles);
     void loadNewPathDataIntoModel(PathData pathData);
 
-    // Rebuilds every record's linkedFilesToCompile, one level deep, from the
-    // files' @import statements. The three steps below let the slow middle one
-    // run on a worker thread; this runs them all at once.
+    // Which file reads which. Its links come from the compiler's list of the
+    // files a compile read and, for files not compiled yet, from scanning.
+    const ImportGraph &importGraph() const { return m_importGraph; }
+    // Scans every file's imports. The three steps below let the slow middle
+    // one run on a worker thread; this runs them all at once.
     void refreshAllFileLinks();
     LinkSnapshot fileLinkSnapshot() const;
-    // Thread-safe: reads the files and the file system, nothing else.
+    // Thread-safe: reads the files, and follows imports out of the project.
     static FileLinks computeFileLinks(const LinkSnapshot &snapshot);
-    // Stores the links without announcing them and writes the log lines.
-    // Applies nothing and returns false when the files changed since the
-    // snapshot was taken.
-    bool applyFileLinks(const FileLinks &links);
+    // Adds the links found to those known: a scan can miss a link the
+    // compiler resolved (an interpolated name), so it takes none away.
+    void applyFileLinks(const FileLinks &links);
+    // What a compile of file read, the file first: all it reads when the
+    // compile succeeded, some of it when it failed.
+    void recordFilesRead(const QString &file, const QStringList &filesRead, bool successful);
+    // A file just saved: its own imports, scanned at once.
+    void rescanImportsOfFile(const QString &file);
+    // The files that the project's files import and that are not its own.
+    QStringList importedFilesOutsideProject() const;
 
     void addNewCompilerResultWithTime(const QDateTime &time, const QString &file,
                                       const StyledText &result);
@@ -112,6 +110,7 @@ Q_SIGNALS:
     void lessFilesAboutToBeReset(int pathRow);
     void lessFilesReset(int pathRow);
     void lessFileChanged(int pathRow, int fileRow, LessHolder::Field field);
+    void importGraphChanged();
 
     void compilerResultsAboutToBeInserted(int first, int last);
     void compilerResultsInserted(int first, int last);
@@ -123,7 +122,19 @@ private:
     PathHolder *folderTakingFileChanges(const QString &folderPath) const;
     int rowOf(const PathHolder *pathHolder) const;
     void relayChangesOf(PathHolder *pathHolder);
+    // Records by exact path, rebuilt after the files changed.
+    const QHash<QString, LessHolder *> &recordsByPath() const;
+    const QHash<QString, LessHolder *> &recordsByKey() const;
+    void indexRecords() const;
+    void setImports(const QString &file, const QStringList &imports);
+    void forgetImportsOf(const QStringList &files);
+    // Each record's importers, and the check mark of partials nobody chose.
+    void updateImportersOf(const QStringList &files);
 
     PathData m_pathData;
+    ImportGraph m_importGraph;
+    mutable QHash<QString, LessHolder *> m_recordsByPath;
+    mutable QHash<QString, LessHolder *> m_recordsByKey;
+    mutable bool m_recordsIndexed = false;
     QList<CompilerResultHolder> m_compilerResultData;
 };

@@ -55,6 +55,8 @@ inline constexpr QLatin1StringView TargetCSSFileAbbreviatedPath{"targetCSSFileAb
 inline constexpr QLatin1StringView TargetCSSFilename{"targetCSSFilename"};
 inline constexpr QLatin1StringView CheckboxState{"checkboxState"};
 inline constexpr QLatin1StringView ShouldCompressCSSOutput{"shouldCompressCSSOutput"};
+inline constexpr QLatin1StringView CheckboxChosenByUser{"checkboxChosenByUser"};
+inline constexpr QLatin1StringView ImportedFiles{"importedFiles"};
 } // namespace Keys
 
 inline constexpr QLatin1StringView PathHolderClass{"PathHolder"};
@@ -102,6 +104,18 @@ public:
         if (!allStrings)
             failOn(key, u"an object of strings");
         return values;
+    }
+    std::optional<QStringList> strings(QLatin1StringView key)
+    {
+        if (!present(key).isValid())
+            return std::nullopt;
+        QStringList strings;
+        for (const QVariant &value : list(key)) {
+            if (!holds(value, QMetaType::fromType<QString>()))
+                failOn(key, u"a list of strings");
+            strings << value.toString();
+        }
+        return strings;
     }
     bool boolean(QLatin1StringView key, bool missing)
     {
@@ -154,7 +168,7 @@ private:
 
 QVariantMap encodeLessHolder(const ProjectDataFile::FileRecord &file)
 {
-    return {
+    QVariantMap record{
         {Keys::ClassName, LessHolderClass},
         {Keys::MemberOfWatchedFolder, file.memberOfWatchedFolder},
         {Keys::LessFileFullPath, file.lessFileFullPath},
@@ -167,7 +181,11 @@ QVariantMap encodeLessHolder(const ProjectDataFile::FileRecord &file)
         {Keys::TargetCSSFilename, file.targetCSSFilename},
         {Keys::CheckboxState, file.checkboxState},
         {Keys::ShouldCompressCSSOutput, file.shouldCompressCSSOutput},
+        {Keys::CheckboxChosenByUser, file.checkboxChosenByUser},
     };
+    if (file.importedFiles)
+        record.insert(Keys::ImportedFiles, *file.importedFiles);
+    return record;
 }
 
 QVariantMap encodePathHolder(const ProjectDataFile::FolderRecord &folder)
@@ -195,7 +213,8 @@ ProjectDataFile::FileRecord recordOf(const LessHolder &file)
             file.lessFilename(),                 file.targetCSSFileFullPath(),
             file.targetCSSFileTildePath(),       file.targetCSSFileAbbreviatedPath(),
             file.targetCSSFilename(),            file.checkboxState(),
-            file.shouldCompressCSSOutput()};
+            file.shouldCompressCSSOutput(),      file.checkboxChosenByUser(),
+            file.importedFiles()};
 }
 
 ProjectDataFile::FolderRecord recordOf(const PathHolder &folder)
@@ -230,6 +249,9 @@ std::unique_ptr<LessHolder> decodeLessHolder(const QVariant &stored, const QStri
                                      {TableViewCellKeys::SubtitleString, QString()}});
     file->setCheckboxState(object.boolean(Keys::CheckboxState, true));
     file->setShouldCompressCSSOutput(object.boolean(Keys::ShouldCompressCSSOutput, false));
+    // Check marks from before partials were told apart are the user's.
+    file->setCheckboxChosenByUser(object.boolean(Keys::CheckboxChosenByUser, true));
+    file->setImportedFiles(object.strings(Keys::ImportedFiles));
     const QString target = object.string(Keys::TargetCSSFileFullPath);
     if (target.isEmpty())
         file->clearCSSFileOutputPath();

@@ -47,6 +47,8 @@ public:
         QString targetCSSFilename;
         bool checkboxState;
         bool shouldCompressCSSOutput;
+        bool checkboxChosenByUser;
+        std::optional<QStringList> importedFiles;
     };
     struct FolderRecord
     {

@@ -286,7 +286,7 @@ bool FilesArrayController::setData(const QModelIndex &index, const QVariant &val
     if (!isRow(index) || role != Qt::CheckStateRole)
         return false;
     // The record announces the change, which comes back here as dataChanged.
-    lessFileAtRow(index.row())->setCheckboxState(value.toInt() == Qt::Checked);
+    lessFileAtRow(index.row())->chooseCheckboxState(value.toInt() == Qt::Checked);
     return true;
 }
 

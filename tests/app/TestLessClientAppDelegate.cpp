@@ -35,7 +35,7 @@ int runUntilKilled(const QString &folder)
     if (!QTest::qWaitFor([&] { return model->getLessHolderForLessFileAtPath(lessFile(folder)); }, Timeout))
         return 1;
     delegate.appController()->toggleAutoCompile();
-    model->getLessHolderForLessFileAtPath(lessFile(folder))->setCheckboxState(false);
+    model->getLessHolderForLessFileAtPath(lessFile(folder))->chooseCheckboxState(false);
     return QCoreApplication::exec();
 }
 

@@ -52,7 +52,7 @@ private Q_SLOTS:
     void watchedFoldersBeneath();
     void fileChanges_data();
     void fileChanges();
-    void linkRefresh();
+    void importLinks();
 
 private:
     QString writeLessFile(const QString &name, const QByteArray &content)
@@ -208,39 +208,50 @@ void TestLessModel::fileChanges()
     QCOMPARE(model.pathData().at(1)->lessFiles().size(), 1u);
 }
 
-void TestLessModel::linkRefresh()
+// Scanned links, a compile's list of files read, and what they make of the
+// check marks and rows of partials.
+void TestLessModel::importLinks()
 {
-    const QString a = writeLessFile("site/a.less", "@import 'b';\n@import \"b.less\";\n");
-    const QString b = writeLessFile("site/b.less", "@import url(c.less);\n");
-    const QString c = writeLessFile("site/c.less", "@import 'c.less'; @import 'theme.css';\n"
-                                                   "@import 'missing.less'; @import '../out.less';\n");
-    const QString d = writeLessFile("site/d.less", "@import 'sub/../B.less'; @import 'b';\n");
-    const QString out = writeLessFile("out.less", "");
-    const QString site = m_folder.filePath("site");
-
+    const QString main = writeLessFile("site/main.less", "@import 'parts/a';\n@import '../lib/lib.less';\n");
+    const QString a = writeLessFile("site/parts/a.less", "@import 'b';\n");
+    const QString b = writeLessFile("site/parts/b.less", "");
+    const QString other = writeLessFile("site/other.less", "@import 'parts/b';\n");
+    const QString lib = writeLessFile("lib/lib.less", "@import 'deep';\n");
+    const QString deep = writeLessFile("lib/deep.less", "");
     LessModel model;
-    model.addNewPathToModel(site, {a, b, c, d});
-    // The same file in a second folder: links go to the first record only.
-    model.addNewPathToModel(site + "/", {b});
-    model.pathData().at(0)->lessFiles().at(3)->setCheckboxState(false);
-    model.pathData().at(0)->lessFiles().at(0)->setLinkedFilesToCompile({QStringLiteral("stale")});
-    Announcements announcements(model);
-
-    const QString missing = QStringLiteral("The file (%1) imports a file that does not exist: (%2). The statement was ignored.");
-    for (const QString &message :
-         {"The file (" + c + ") has an '@import' statement (theme.css) that does not point to a valid LESS file. "
-          "The statement was ignored and no link was established between the files.",
-          missing.arg(c, site + "/missing.less"), missing.arg(d, site + "/B.less"), // the disk's own letter case
-          "The file (" + c + ") imports a LESS file (" + out + ") that has not been added to Cascader.app. "
-          "No link was established between the files."})
-        QTest::ignoreMessage(QtWarningMsg, qUtf8Printable(message));
+    model.addNewPathToModel(m_folder.filePath("site"), {main, a, b, other});
+    model.getLessHolderForLessFileAtPath(other)->chooseCheckboxState(false);
     model.refreshAllFileLinks();
 
-    QVERIFY(announcements.take().isEmpty());
-    QList<QStringList> links;
-    for (const LessHolder *file : model.getAllLessHoldersAndIncludeIgnoredOnes(true))
-        links << file->linkedFilesToCompile();
-    QCOMPARE(links, (QList<QStringList>{{}, {a, a, d}, {b, c, b}, {}, {}}));
+    const auto record = [&model](const QString &path) { return model.getLessHolderForLessFileAtPath(path); };
+    QCOMPARE(model.importGraph().dependentsOf(b), (QStringList{other, a, main}));
+    QCOMPARE(model.importGraph().dependentsOf(deep), (QStringList{lib, main}));
+    QCOMPARE(model.importedFilesOutsideProject(), (QStringList{deep, lib}));
+    QVERIFY(record(main)->checkboxState() && !record(a)->checkboxState() && !record(b)->checkboxState());
+    QVERIFY(!record(other)->checkboxState()); // the user's choice stays
+    QCOMPARE(record(b)->valuesForTableViewCell().value("subtitleString"), "Imported by other.less and 1 more");
+    QCOMPARE(record(a)->valuesForTableViewCell().value("subtitleString"), "Imported by main.less");
+    QCOMPARE(record(main)->valuesForTableViewCell().value("subtitleString"), "Output: ");
+    QCOMPARE(record(main)->importedFiles(), (QStringList{a, lib}));
+
+    // A compile's list replaces the links; a failed one only adds.
+    const QString theme = m_folder.filePath("site/theme/@{name}.less");
+    model.recordFilesRead(main, {main, a, b, theme}, true);
+    QCOMPARE(model.importGraph().importsOf(main), (QStringList{a, b, theme}));
+    model.recordFilesRead(main, {main}, false);
+    QCOMPARE(model.importGraph().importsOf(main), (QStringList{a, b, theme}));
+    // Saving rescans the file's own imports at once.
+    writeLessFile("site/other.less", "");
+    model.rescanImportsOfFile(other);
+    QCOMPARE(model.importGraph().dependentsOf(b), (QStringList{a, main}));
+
+    // A file that leaves the project reads nothing; a partial nobody imports
+    // any more is checked again.
+    model.removeLessFileFromModel(a, m_folder.filePath("site"));
+    model.recordFilesRead(main, {main}, true);
+    QVERIFY(model.importGraph().dependentsOf(b).isEmpty());
+    QVERIFY(record(b)->checkboxState());
+    QCOMPARE(record(b)->valuesForTableViewCell().value("subtitleString"), "Output: ");
 }
 
 QTEST_GUILESS_MAIN(TestLessModel)
