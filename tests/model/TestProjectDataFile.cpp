@@ -93,8 +93,10 @@ void TestProjectDataFile::roundTrip()
     model.addNewPathToModel(QStringLiteral("/srv/other"), {"/srv/other/x.less"});
     const auto &files = model.pathData().at(0)->lessFiles();
     files.at(0)->setCSSFileOutputPath(QStringLiteral("~/site/css"));
-    files.at(1)->setCheckboxState(false);
+    files.at(0)->setImportedFiles(QStringList{site + "/b.less", "/lib/x.less"});
+    files.at(1)->chooseCheckboxState(false);
     files.at(1)->setLinkedFilesToCompile({site + "/c.less"});
+    files.at(2)->setImportedFiles(QStringList());
     files.at(2)->setShouldCompressCSSOutput(true);
     files.at(2)->setCSSFileOutputPath(QStringLiteral("/tmp/out/c.css"));
 
@@ -107,8 +109,13 @@ void TestProjectDataFile::roundTrip()
 
     const ProjectDataFile::LoadResult loaded = dataFile.loadDataFromDisk();
     QCOMPARE(loaded.outcome, Outcome::Loaded);
-    for (const auto &file : loaded.pathData.at(0)->lessFiles())
+    const auto &loadedFiles = loaded.pathData.at(0)->lessFiles();
+    for (const auto &file : loadedFiles)
         QVERIFY(file->linkedFilesToCompile().isEmpty());
+    QCOMPARE(loadedFiles.at(0)->importedFiles(), (QStringList{site + "/b.less", "/lib/x.less"}));
+    QCOMPARE(loadedFiles.at(2)->importedFiles(), QStringList());
+    QVERIFY(!loadedFiles.at(0)->checkboxChosenByUser() && loadedFiles.at(1)->checkboxChosenByUser());
+    QVERIFY(!loaded.pathData.at(1)->lessFiles().at(0)->importedFiles());
     // Saved again, both give the same file; a default target comes back as if chosen.
     files.at(1)->setCSSFileOutputPath(site + "/b.css");
     model.pathData().at(1)->lessFiles().at(0)->setCSSFileOutputPath("/srv/other/x.css");
@@ -178,6 +185,8 @@ void TestProjectDataFile::loading()
         const LessHolder &file = *record.lessFiles().at(0);
         QVERIFY(record.iconImage() == "folder" && record.valuesForTableViewCell().isEmpty());
         QVERIFY(file.checkboxState() && !file.shouldCompressCSSOutput());
+        // A file from before partials: its check mark is the user's, its imports unknown.
+        QVERIFY(file.checkboxChosenByUser() && !file.importedFiles());
         QCOMPARE(file.targetCSSFileFullPath(), QStringLiteral("/w/less/a.css"));
         QCOMPARE(file.valuesForTableViewCell(), (QVariantMap{{"titleString", "/less/a.less"}, {"subtitleString", "Output: "}}));
     }
