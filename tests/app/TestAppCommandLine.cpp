@@ -1,5 +1,6 @@
 #include "AppTestSupport.h"
 
+#include <QDirIterator>
 #include <QElapsedTimer>
 #include <QLocalSocket>
 #include <QProcess>
@@ -112,6 +113,7 @@ private Q_SLOTS:
     void init();
     void headlessRunCompilesAndKeepsTheProject();
     void compileAllFailsWhenAFileDoes();
+    void bootstrapImportTree();
     void secondStartHandsItsPathsToTheFirst_data();
     void secondStartHandsItsPathsToTheFirst();
     void brokenCompilerIsSaidOnce();
@@ -171,6 +173,40 @@ void TestAppCommandLine::headlessRunCompilesAndKeepsTheProject()
 }
 
 // Compiling all does not depend on auto-compile; later lines of a message are indented.
+// Bootstrap 3.4.1: of its 71 files only bootstrap.less and theme.less compile
+// on their own, and a save two imports deep reaches bootstrap.css once.
+void TestAppCommandLine::bootstrapImportTree()
+{
+    const QString fixture = QDir::cleanPath(QFINDTESTDATA("../fixtures/node_modules/bootstrap/less"));
+    QVERIFY2(!fixture.isEmpty(), "Bootstrap is missing: run scripts/setup");
+    const QString less = home() + "/bootstrap/less";
+    QDirIterator files(fixture, {"*.less"}, QDir::Files, QDirIterator::Subdirectories);
+    while (files.hasNext()) {
+        const QString file = files.next();
+        writeFile(less + file.mid(fixture.size()), readFile(file));
+    }
+    Cascader compileAll(m_environment, {QStringLiteral("--compile-all"), less});
+    QVERIFY(compileAll.exitedWith(0));
+    QStringList css;
+    QDirIterator written(less, {"*.css"}, QDir::Files, QDirIterator::Subdirectories);
+    while (written.hasNext())
+        css << written.next().mid(less.size() + 1);
+    css.sort();
+    QCOMPARE(css, (QStringList{"bootstrap.css", "theme.css"}));
+
+    Cascader headless(m_environment, {QStringLiteral("--headless")});
+    QVERIFY(headless.saveUntilPrinted(less + "/theme.less", readFile(less + "/theme.less"),
+                                      logLine("~/bootstrap/less/theme.less", "Success!")));
+    const QString buttons = less + "/mixins/buttons.less";
+    writeFile(buttons, readFile(buttons) + "// saved\n");
+    const QString triggered = QStringLiteral("Success!  [Triggered by: buttons.less]");
+    QTRY_VERIFY_WITH_TIMEOUT(headless.printed(logLine("~/bootstrap/less/bootstrap.less", triggered))
+                                 && headless.printed(logLine("~/bootstrap/less/theme.less", triggered)),
+                             Timeout);
+    QTest::qWait(1000);
+    QCOMPARE(QString::fromUtf8(headless.output + headless.process.readAllStandardOutput()).count("bootstrap.less"), 1);
+}
+
 void TestAppCommandLine::compileAllFailsWhenAFileDoes()
 {
     writeFile(home() + "/project/a.less", "a { color: blue; }\n");
