@@ -64,7 +64,12 @@ bool fillProject(MainAppController &controller, ZRMWindow &window)
         return false;
     const auto &shopFiles = model->pathData().at(0)->lessFiles();
     shopFiles.at(0)->setCSSFileOutputPath(home("Sites/acme-shop/css"));
-    shopFiles.at(1)->setCheckboxState(false);
+    shopFiles.at(1)->chooseCheckboxState(false);
+    // The components are partials of main.less.
+    QStringList read;
+    for (int file : {0, 2, 3})
+        read << shopFiles.at(file)->lessFileFullPath();
+    model->recordFilesRead(read.constFirst(), read, true);
     for (QItemSelectionModel *selection :
          {window.pathsController()->selectionModel(), window.filesController()->selectionModel()})
         selection->select(selection->model()->index(0, 0), QItemSelectionModel::ClearAndSelect);
