@@ -1,4 +1,5 @@
 #include "ControllerTest.h"
+#include "support/PathUtils.h"
 
 using namespace AppTestSupport;
 
@@ -8,6 +9,7 @@ class TestMainAppController : public ControllerTest
 
 private Q_SLOTS:
     void toggleDecidesAutoCompileButNotCompileAll();
+    void savesReachEveryFileThatReadsThem();
 };
 
 void TestMainAppController::toggleDecidesAutoCompileButNotCompileAll()
@@ -42,6 +44,35 @@ void TestMainAppController::toggleDecidesAutoCompileButNotCompileAll()
     QCOMPARE(log.size(), 3);
     QVERIFY(QFileInfo::exists(resolved("@/site/on.css")));
     QVERIFY(!QFileInfo::exists(resolved("@/site/off.css")));
+}
+
+// Two imports deep, outside the project, and an import added while running.
+void TestMainAppController::savesReachEveryFileThatReadsThem()
+{
+    writeFile(resolved("@/lib/shared.less"), "@c: #123;\n");
+    writeFile(resolved("@/site/parts/colors.less"), "@import '../../lib/shared.less';\n");
+    writeFile(resolved("@/site/main.less"), "@import 'parts/colors';\na { color: @c; }\n");
+    writeFile(resolved("@/site/late.less"), "b { c: d; }\n");
+    m_controller->beginValidatingPath(resolved("@/site"));
+    QVERIFY(waitUntilIdle(*m_controller));
+    QVERIFY(!record("@/site/parts/colors.less")->checkboxState());
+    QVERIFY(waitUntilWatched(resolved(QStringList{"@/lib/shared.less", "@/site/main.less", "@/site/late.less"})));
+    m_controller->setJAutoCompileEnabled(true);
+
+    const QList<CompilerResultHolder> &log = m_controller->appModel()->compilerResultData();
+    writeFile(resolved("@/lib/shared.less"), "@c: #456;\n");
+    QTRY_COMPARE_WITH_TIMEOUT(log.size(), 1, Timeout);
+    QCOMPARE(log.at(0).result().plainText(), "Success!  [Triggered by: shared.less]");
+    QVERIFY(readFile(resolved("@/site/main.css")).contains("#456"));
+
+    writeFile(resolved("@/site/late.less"), "@import 'parts/colors';\nb { color: @c; }\n");
+    QTRY_COMPARE_WITH_TIMEOUT(log.size(), 2, Timeout);
+    writeFile(resolved("@/site/parts/colors.less"), "@import '../../lib/shared.less';\n@d: 1;\n");
+    QTRY_COMPARE_WITH_TIMEOUT(log.size(), 4, Timeout);
+    QStringList triggered{log.at(2).file(), log.at(3).file()};
+    triggered.sort();
+    QCOMPARE(triggered, (QStringList{PathUtils::abbreviateWithTilde(resolved("@/site/late.less")),
+                                     PathUtils::abbreviateWithTilde(resolved("@/site/main.less"))}));
 }
 
 QTEST_MAIN(TestMainAppController)
