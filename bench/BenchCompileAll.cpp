@@ -2,6 +2,7 @@
 // cascader --compile-all, from its start to its exit, against one fresh Node
 // process that loads less and compiles the same files one after another.
 #include "BenchCompile.h"
+#include "model/LessModel.h"
 
 using namespace Bench;
 
@@ -17,8 +18,11 @@ int main(int argc, char *argv[])
     QCoreApplication application(argc, argv);
     QTemporaryDir folder;
     const QString less = copyOfBootstrap(folder);
-    // The files Cascader finds and checks in a new folder.
-    const QStringList files = ZRMLessCompiler::getAllLessFilesInDirectory(less);
+    // The files Cascader finds and checks in a new folder: all but the partials.
+    LessModel model;
+    model.addNewPathToModel(less, ZRMLessCompiler::getAllLessFilesInDirectory(less));
+    model.refreshAllFileLinks();
+    const QStringList files = model.getAllLessFilesAndIncludeIgnoredOnes(false);
 
     QList<double> cascaderTimes;
     QList<double> nodeTimes;
@@ -34,8 +38,6 @@ int main(int argc, char *argv[])
                               QProcessEnvironment::systemEnvironment(), &nodeAnswer);
     }
 
-    // Most of Bootstrap's partials do not compile on their own: both do the
-    // same work only when both fail on the same ones.
     const qsizetype byCascader = log.count("Success!");
     const qsizetype byNode = files.size() - QJsonDocument::fromJson(nodeAnswer).object().value(u"failed").toInt();
     std::printf("%lld files: %lld compiled by cascader (exit %d), %lld by Node\n", qlonglong(files.size()),
