@@ -8,7 +8,6 @@
 #include <QDir>
 #include <QFileInfo>
 #include <QSet>
-#include <QSignalBlocker>
 #include <QTextBoundaryFinder>
 
 #include <algorithm>
