@@ -288,22 +288,23 @@ void LessModel::recordFilesRead(const QString &file, const QStringList &filesRea
         if (path != file && !imports.contains(path))
             imports << path;
     }
-    if (imports == before && m_importGraph.hasImportsRecorded(file))
-        return;
-    setImports(file, imports);
-    updateImportersOf(before + imports);
+    replaceImports(file, imports);
 }
 
 void LessModel::rescanImportsOfFile(const QString &file)
 {
-    const std::optional<QStringList> imports = LinkedFilesHelper::linkedFilesForLessFile(file);
-    if (!imports)
-        return;
+    if (const std::optional<QStringList> imports = LinkedFilesHelper::linkedFilesForLessFile(file))
+        replaceImports(file, *imports);
+}
+
+// Only the files whose importers change are looked at again.
+void LessModel::replaceImports(const QString &file, const QStringList &imports)
+{
     const QStringList before = m_importGraph.importsOf(file);
-    if (*imports == before && m_importGraph.hasImportsRecorded(file))
+    if (imports == before && m_importGraph.hasImportsRecorded(file))
         return;
-    setImports(file, *imports);
-    updateImportersOf(before + *imports);
+    setImports(file, imports);
+    updateImportersOf(before + imports);
 }
 
 // Sorted, so that the answer does not depend on the order of a hash.

@@ -127,6 +127,7 @@ private:
     const QHash<QString, LessHolder *> &recordsByKey() const;
     void indexRecords() const;
     void setImports(const QString &file, const QStringList &imports);
+    void replaceImports(const QString &file, const QStringList &imports);
     void forgetImportsOf(const QStringList &files);
     // Each record's importers, and the check mark of partials nobody chose.
     void updateImportersOf(const QStringList &files);

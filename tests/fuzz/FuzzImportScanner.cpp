@@ -31,12 +31,6 @@ QStringList filesRead(const QList<ImportStatement> &statements, const QString &i
 
 } // namespace
 
-extern "C" int LLVMFuzzerInitialize(int *, char ***)
-{
-    FuzzSupport::silenceQtMessages();
-    return 0;
-}
-
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
 {
     const QByteArray source(reinterpret_cast<const char *>(data), qsizetype(size));

@@ -54,3 +54,10 @@ inline void writeFile(const QString &path, const QByteArray &contents)
 }
 
 } // namespace FuzzSupport
+
+// Each fuzzer is one file that includes this once.
+extern "C" int LLVMFuzzerInitialize(int *, char ***)
+{
+    FuzzSupport::silenceQtMessages();
+    return 0;
+}
