@@ -122,7 +122,6 @@ private Q_SLOTS:
         QTest::newRow("backup, new file, renewed") << "renew create add flush backup" << QStringList{"Renamed", "WrittenTo: saved"};
         QTest::newRow("delete, then new file, read late") << "late create add deleteNew" << saved;
         QTest::newRow("deleted before adding, read late") << "late create remove recreate add inPlace" << saved;
-        QTest::newRow("renamed away before adding, read late") << "late create away recreate add inPlace" << saved;
         QTest::newRow("deleted, created again") << "create add remove flush recreate" << returned;
         QTest::newRow("renamed away, renamed back")
             << "create add away flush back" << QStringList{"Renamed", "WrittenTo: returned"};
