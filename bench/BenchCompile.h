@@ -367,6 +367,11 @@ public:
         return timing;
     }
     int extraCompiles() const { return m_extraCompiles; }
+    // Lets the event loop run, for workers to start.
+    void settle(int ms)
+    {
+        runUntil([] { return false; }, ms);
+    }
 
 private:
     void note(const Notification &notification)
