@@ -48,6 +48,21 @@ LessHolder::LessHolder(const QString &lessFilePath, const QString &watchedFolder
 {
 }
 
+void LessHolder::moveTo(const QString &path, const QString &watchedFolder)
+{
+    const bool targetFollows = equalIgnoringCase(m_targetCSSFileFullPath, withCSSExtension(m_lessFileFullPath));
+    setMemberOfWatchedFolder(watchedFolder);
+    setLessFileFullPath(path);
+    setLessFileTildePath(abbreviateWithTilde(path));
+    setLessFileAbbreviatedPath(removingFolderPrefix(path, watchedFolder));
+    setLessFilename(lastPathComponent(path));
+    m_valuesForTableViewCell.insert(TableViewCellKeys::TitleString, m_lessFileAbbreviatedPath);
+    if (targetFollows)
+        clearCSSFileOutputPath();
+    else
+        updateSubtitle();
+}
+
 void LessHolder::setCSSFileOutputFolder(const QString &folder)
 {
     const QString expanded = expandTilde(folder);

@@ -49,6 +49,9 @@ public:
     void setCSSFileOutputPath(const QString &path);
     // Back to the default: the LESS file's own path with the css extension.
     void clearCSSFileOutputPath();
+    // The file was renamed or moved to path, in watchedFolder: every setting
+    // stays, and a CSS target beside the file follows it.
+    void moveTo(const QString &path, const QString &watchedFolder);
 
     QString memberOfWatchedFolder() const { return m_memberOfWatchedFolder; }
     void setMemberOfWatchedFolder(const QString &folder);

@@ -200,6 +200,43 @@ void LessModel::addLessFileToModel(const QString &path, const QString &folderPat
                   qUtf8Printable(path), qUtf8Printable(folderPath));
 }
 
+void LessModel::addLessFilesToModel(const QStringList &paths, const QString &folderPath)
+{
+    if (PathHolder *folder = folderTakingFileChanges(folderPath))
+        folder->addLessFilesAtPaths(paths);
+}
+
+bool LessModel::moveLessFile(const QString &from, const QString &to)
+{
+    LessHolder *record = getLessHolderForLessFileAtPath(from);
+    const QString toFolder = watchedFolderHolding(to);
+    if (!record || toFolder.isEmpty())
+        return false;
+    PathHolder *oldFolder = folderTakingFileChanges(record->memberOfWatchedFolder());
+    PathHolder *newFolder = folderTakingFileChanges(toFolder);
+    if (oldFolder && oldFolder != newFolder)
+        newFolder->adoptLessFile(oldFolder->takeLessFile(record));
+    record->moveTo(to, toFolder);
+    forgetImportsOf({from});
+    rescanImportsOfFile(to);
+    return true;
+}
+
+QString LessModel::watchedFolderHolding(const QString &path) const
+{
+    for (const auto &folder : m_pathData) {
+        if (PathUtils::isSameOrInside(path, folder->userSelectedFullPath()))
+            return folder->userSelectedFullPath();
+    }
+    return {};
+}
+
+void LessModel::setPathMissing(const QString &folderPath, bool missing)
+{
+    if (PathHolder *folder = folderTakingFileChanges(folderPath))
+        folder->setMissing(missing);
+}
+
 void LessModel::removeLessFileFromModel(const QString &path, const QString &folderPath)
 {
     if (PathHolder *folder = folderTakingFileChanges(folderPath)) {

@@ -60,6 +60,15 @@ public:
     // to the first folder that matches ignoring case.
     void addLessFileToModel(const QString &path, const QString &folderPath);
     void removeLessFileFromModel(const QString &path, const QString &folderPath);
+    // Many files at once, announced as one insertion.
+    void addLessFilesToModel(const QStringList &paths, const QString &folderPath);
+    // The file at from was renamed or moved to to, in the same watched folder or
+    // another: its record keeps every setting. False when from has no record or
+    // to lies in no watched folder.
+    bool moveLessFile(const QString &from, const QString &to);
+    // The watched folder that holds path, or an empty string.
+    QString watchedFolderHolding(const QString &path) const;
+    void setPathMissing(const QString &folderPath, bool missing);
     // Swaps a folder's files for new ones. The count and row values follow
     // the adds only, so they keep their old values when newLessFiles is empty.
     void replaceLessFilesForPath(const QString &folderPath, const QStringList &newLessFiles);

@@ -15,14 +15,55 @@ PathHolder::PathHolder()
 
 void PathHolder::addLessFileAtPath(const QString &path)
 {
+    addLessFilesAtPaths({path});
+}
+
+void PathHolder::addLessFilesAtPaths(const QStringList &paths)
+{
+    if (paths.isEmpty())
+        return;
     const bool compress = UserDefaults::standardUserDefaults()->boolForKey(
         UserDefaultsKeys::ShouldCompressCSSOutput);
+    const int first = int(m_lessFiles.size());
+    Q_EMIT lessFilesAboutToBeInserted(first, first + int(paths.size()) - 1);
+    for (const QString &path : paths) {
+        m_lessFiles.push_back(std::make_unique<LessHolder>(path, m_userSelectedFullPath, compress));
+        relayChangesOf(m_lessFiles.back().get());
+    }
+    Q_EMIT lessFilesInserted(first, int(m_lessFiles.size()) - 1);
+    updateCount();
+}
+
+std::unique_ptr<LessHolder> PathHolder::takeLessFile(LessHolder *lessFile)
+{
+    const int row = firstRowWhere(m_lessFiles, [&](const auto &file) { return file.get() == lessFile; });
+    if (row < 0)
+        return nullptr;
+    Q_EMIT lessFilesAboutToBeRemoved(row, row);
+    std::unique_ptr<LessHolder> taken = std::move(m_lessFiles[size_t(row)]);
+    m_lessFiles.erase(m_lessFiles.begin() + row);
+    taken->disconnect(this);
+    Q_EMIT lessFilesRemoved(row, row);
+    updateCount();
+    return taken;
+}
+
+void PathHolder::adoptLessFile(std::unique_ptr<LessHolder> lessFile)
+{
     const int row = int(m_lessFiles.size());
     Q_EMIT lessFilesAboutToBeInserted(row, row);
-    m_lessFiles.push_back(std::make_unique<LessHolder>(path, m_userSelectedFullPath, compress));
+    m_lessFiles.push_back(std::move(lessFile));
     relayChangesOf(m_lessFiles.back().get());
     Q_EMIT lessFilesInserted(row, row);
     updateCount();
+}
+
+void PathHolder::setMissing(bool missing)
+{
+    if (m_missing == missing)
+        return;
+    m_missing = missing;
+    Q_EMIT changed(Field::Missing);
 }
 
 void PathHolder::removeLessFileAtPath(const QString &path)

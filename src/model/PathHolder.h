@@ -26,6 +26,7 @@ public:
         NumberOfLessFilesInPath,
         IconImage,
         ValuesForTableViewCell,
+        Missing,
     };
     Q_ENUM(Field)
 
@@ -38,8 +39,17 @@ public:
 
     // Appends a record for the file, with the compression preference now in force.
     void addLessFileAtPath(const QString &path);
+    // Appends a record for each file, announced as one insertion.
+    void addLessFilesAtPaths(const QStringList &paths);
     // Removes the first record whose full path matches, ignoring case.
     void removeLessFileAtPath(const QString &path);
+    // Takes the record out, to be adopted by another folder; null when there is none.
+    std::unique_ptr<LessHolder> takeLessFile(LessHolder *lessFile);
+    void adoptLessFile(std::unique_ptr<LessHolder> lessFile);
+
+    // The folder is not on disk now; its records wait for its return.
+    bool isMissing() const { return m_missing; }
+    void setMissing(bool missing);
 
     QString userSelectedFullPath() const { return m_userSelectedFullPath; }
     void setUserSelectedFullPath(const QString &path);
@@ -80,4 +90,5 @@ private:
     qint64 m_numberOfLessFilesInPath = 0;
     QString m_iconImage;
     QVariantMap m_valuesForTableViewCell;
+    bool m_missing = false;
 };

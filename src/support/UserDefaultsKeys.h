@@ -20,4 +20,7 @@ inline constexpr QLatin1StringView CompileTimeLimit{"compileTimeLimit"};
 // Megabytes of one worker's memory.
 inline constexpr QLatin1StringView CompilerMemoryLimit{"compilerMemoryLimit"};
 
+// Names of folders (wildcards allowed) that are neither scanned nor watched.
+inline constexpr QLatin1StringView SkippedFolders{"skippedFolders"};
+
 } // namespace UserDefaultsKeys
