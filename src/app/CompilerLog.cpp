@@ -68,6 +68,11 @@ void CompilerLog::reportUndecodableFiles(const QString &folder, const QList<QByt
                  StyledText(UndecodableNamesMessage.arg(names.join(u'\n')), StyledText::Red));
 }
 
+void CompilerLog::reportFolderNote(const QString &folder, const QString &message, RgbaColor color)
+{
+    addEntry(abbreviateWithTilde(folder), StyledText(message, color));
+}
+
 void CompilerLog::handleZRMCompilerNotification(const Notification &notification)
 {
     if (notification.name == ZRMLCStartedCompilingAFileNotification) {

@@ -24,6 +24,8 @@ public:
     void logAutoCompileSwitch(bool enabled);
     // One entry per folder with the names not yet reported in this run.
     void reportUndecodableFiles(const QString &folder, const QList<QByteArray> &paths);
+    // What happened to the watching of a folder, with the folder in the file column.
+    void reportFolderNote(const QString &folder, const QString &message, RgbaColor color);
 
 private:
     void handleZRMCompilerNotification(const Notification &notification);

@@ -4,6 +4,7 @@
 #include "CSSOutputPaths.h"
 #include "CompilerLog.h"
 #include "ImportLinks.h"
+#include "LiveFolders.h"
 #include "MainAppController.h"
 #include "engine/ZRMLessCompiler.h"
 #include "support/PathUtils.h"
@@ -123,17 +124,20 @@ FolderRefresher::RefreshPlan FolderRefresher::asynchronouslyRefreshWatchedPaths(
     return plan;
 }
 
-// Vanished folders go without their files being unwatched.
+// A vanished folder stays with its files' settings, shown missing, until it returns.
 void FolderRefresher::applyRefreshPlan(const RefreshPlan &plan)
 {
     LessModel *model = m_controller->appModel();
-    for (const QString &folder : plan.vanishedFolders)
-        model->removePathFromModel(folder);
+    for (const QString &folder : plan.vanishedFolders) {
+        model->setPathMissing(folder, true);
+        m_controller->liveFolders()->folderVanished(folder);
+    }
     const QHash<QString, QStringList> knownFiles = model->getAllRegisteredLessFilesForRegisteredPaths();
     for (const FolderChanges &changes : plan.folderChanges) {
         // Removed while the folder was being scanned.
         if (!knownFiles.contains(changes.folder))
             continue;
+        model->setPathMissing(changes.folder, false);
         applyFolderChanges(changes, knownFiles.value(changes.folder));
     }
 }
@@ -142,19 +146,16 @@ void FolderRefresher::applyFolderChanges(const FolderChanges &changes, const QSt
 {
     LessModel *model = m_controller->appModel();
     AutoCompileWatchList *watchList = m_controller->watchList();
-    for (const QString &file : changes.removedFiles) {
-        model->removeLessFileFromModel(file, changes.folder);
-        watchList->removeLessFilesFromAutoCompileList({file});
-    }
+    model->removeLessFilesFromModel(changes.removedFiles, changes.folder);
+    watchList->removeLessFilesFromAutoCompileList(changes.removedFiles);
     // Another refresh that overlapped this one may have added some already.
     const QSet<QString> known(knownFiles.cbegin(), knownFiles.cend());
     QStringList added;
     for (const QString &file : changes.addedFiles) {
-        if (known.contains(file))
-            continue;
-        model->addLessFileToModel(file, changes.folder);
-        added << file;
+        if (!known.contains(file))
+            added << file;
     }
+    model->addLessFilesToModel(added, changes.folder);
     watchList->addLessFilesToAutoCompileList(added);
     for (const QString &file : changes.filesWithMissingCSSFolder) {
         if (LessHolder *record = model->getLessHolderForLessFileAtPath(file))

@@ -7,10 +7,11 @@
 class MainAppController;
 class QTimer;
 
-// Refreshing the watched folders: each folder is listed again off the GUI
-// thread; files that appeared join the project and the watch list, files that
-// went leave both, and folders that went leave the project. Runs on request
-// and every few minutes, as the preferences say.
+// Refreshing the watched folders, the safety net under LiveFolders: each
+// folder is listed again off the GUI thread; files that appeared join the
+// project and the watch list, files that went leave both, and folders that
+// went are shown missing. Runs on request, after lost events, and every few
+// minutes, as the preferences say.
 class FolderRefresher : public QObject
 {
     Q_OBJECT

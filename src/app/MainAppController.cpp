@@ -6,6 +6,7 @@
 #include "FolderAdder.h"
 #include "FolderRefresher.h"
 #include "ImportLinks.h"
+#include "LiveFolders.h"
 #include "UserInterface.h"
 #include "engine/ZRMLessCompiler.h"
 
@@ -23,7 +24,8 @@ MainAppController::MainAppController(LessClientAppDelegate *appDelegate, QObject
       m_cssOutputPaths(new CSSOutputPaths(this)),
       m_watchList(new AutoCompileWatchList(m_lessCompiler, &m_appModel, this)),
       m_compilerLog(new CompilerLog(this)),
-      m_importLinks(new ImportLinks(this))
+      m_importLinks(new ImportLinks(this)),
+      m_liveFolders(new LiveFolders(this))
 {
     m_lessCompiler->setCompilerDelegate(this);
 }

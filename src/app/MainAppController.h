@@ -16,6 +16,7 @@ class CompilerLog;
 class FolderAdder;
 class FolderRefresher;
 class ImportLinks;
+class LiveFolders;
 class LessClientAppDelegate;
 class UserInterface;
 class ZRMLessCompiler;
@@ -23,7 +24,8 @@ class ZRMLessCompiler;
 // The owner of the project and the workflow that ties its jobs together:
 // adding folders (FolderAdder), refreshing them (FolderRefresher), CSS
 // folders (CSSOutputPaths), the engine's watch list (AutoCompileWatchList),
-// the import graph (ImportLinks) and the compiler log (CompilerLog). It holds the auto-compile switch and
+// the import graph (ImportLinks), the compiler log (CompilerLog) and the
+// folders' changes on disk (LiveFolders). It holds the auto-compile switch and
 // the busy state the window shows, and is the compiler engine's
 // compiling-settings delegate.
 //
@@ -58,6 +60,7 @@ public:
     AutoCompileWatchList *watchList() const { return m_watchList; }
     CompilerLog *compilerLog() const { return m_compilerLog; }
     ImportLinks *importLinks() const { return m_importLinks; }
+    LiveFolders *liveFolders() const { return m_liveFolders; }
 
     bool jAutoCompileEnabled() const { return m_jAutoCompileEnabled; }
     void setJAutoCompileEnabled(bool enabled);
@@ -129,4 +132,5 @@ private:
     AutoCompileWatchList *m_watchList;
     CompilerLog *m_compilerLog;
     ImportLinks *m_importLinks;
+    LiveFolders *m_liveFolders;
 };

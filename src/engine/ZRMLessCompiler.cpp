@@ -1,5 +1,6 @@
 #include "ZRMLessCompiler.h"
 
+#include "FolderScan.h"
 #include "UKFileWatcher.h"
 #include "UKKQueue.h"
 #include "ZRMLessCompilerDelegate.h"
@@ -15,15 +16,9 @@
 #include <QFile>
 #include <QFileInfo>
 
-#include <cstring>
 #include <initializer_list>
 #include <utility>
 
-#include <dirent.h>
-#include <fcntl.h>
-#include <strings.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
 using namespace ZRMLessCompilerKey;
 
@@ -42,9 +37,6 @@ const QString OutputFolderMissingMessage = QStringLiteral(
     "watched files list.");
 const QString WatchingMessage = QStringLiteral("Watching for changes.");
 const QString StoppedWatchingMessage = QStringLiteral("Stopped watching for changes.");
-
-constexpr char LessExtension[] = ".less";
-constexpr size_t LessExtensionLength = sizeof LessExtension - 1;
 
 // Dictionaries are built from value lists that end at the first missing
 // (invalid) value.
@@ -71,76 +63,6 @@ QString executableResource(const QString &name)
     const QString path = Resources::pathForResource(name, {}, EnginesFolder);
     const QFileInfo info(path);
     return !path.isEmpty() && info.isFile() && info.isExecutable() ? path : QString();
-}
-
-// A name of just ".less" is a hidden file without an extension.
-bool hasLessExtension(const char *name)
-{
-    const size_t length = std::strlen(name);
-    return length > LessExtensionLength
-           && strncasecmp(name + length - LessExtensionLength, LessExtension, LessExtensionLength) == 0;
-}
-
-bool isDotOrDotDot(const char *name)
-{
-    return name[0] == '.' && (name[1] == '\0' || (name[1] == '.' && name[2] == '\0'));
-}
-
-// Symbolic links are never followed into.
-bool isFolder(int folderFD, const dirent &entry)
-{
-    if (entry.d_type != DT_UNKNOWN)
-        return entry.d_type == DT_DIR;
-    struct stat status;
-    return fstatat(folderFD, entry.d_name, &status, AT_SYMLINK_NOFOLLOW) == 0 && S_ISDIR(status.st_mode);
-}
-
-QByteArray joined(const QByteArray &folder, const char *name)
-{
-    return folder.endsWith('/') ? folder + name : folder + '/' + name;
-}
-
-// Package managers' folders hold other people's LESS, which is never ours to compile.
-bool isSkippedFolder(const char *name)
-{
-    return std::strcmp(name, "node_modules") == 0 || std::strcmp(name, "bower_components") == 0;
-}
-
-// A path that does not come back from a QString unchanged names no file once
-// decoded; it is set aside for the caller to report.
-void addLessFile(const QByteArray &path, QStringList &files, QList<QByteArray> &undecodablePaths)
-{
-    const QString decoded = QFile::decodeName(path);
-    if (QFile::encodeName(decoded) == path)
-        files.append(decoded);
-    else
-        undecodablePaths.append(path);
-}
-
-// Depth first: each entry comes before what lies beneath it. Takes over
-// folderFD. Paths stay as the file system has them until a file is found.
-void collectLessFiles(int folderFD, const QByteArray &folderPath, bool isTopFolder, QStringList &files,
-                      QList<QByteArray> &undecodablePaths)
-{
-    DIR *folder = fdopendir(folderFD);
-    if (!folder) {
-        close(folderFD);
-        return;
-    }
-    while (const dirent *entry = readdir(folder)) {
-        const char *name = entry->d_name;
-        // Every path beneath a hidden entry of the top folder starts with a dot too.
-        if (isDotOrDotDot(name) || (isTopFolder && name[0] == '.'))
-            continue;
-        if (hasLessExtension(name))
-            addLessFile(joined(folderPath, name), files, undecodablePaths);
-        if (!isFolder(dirfd(folder), *entry) || isSkippedFolder(name))
-            continue;
-        const int childFD = openat(dirfd(folder), name, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
-        if (childFD >= 0)
-            collectLessFiles(childFD, joined(folderPath, name), false, files, undecodablePaths);
-    }
-    closedir(folder);
 }
 
 } // namespace
@@ -276,15 +198,11 @@ void ZRMLessCompiler::didFinishCompilingFileWithResult(const QVariantMap &result
 QStringList ZRMLessCompiler::getAllLessFilesInDirectory(const QString &folder,
                                                         QList<QByteArray> *undecodablePaths)
 {
-    QStringList files;
-    QList<QByteArray> undecodable;
-    const QByteArray encodedFolder = QFile::encodeName(folder);
-    const int folderFD = open(encodedFolder.constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-    if (folderFD >= 0)
-        collectLessFiles(folderFD, encodedFolder, true, files, undecodable);
+    FolderScan scan(SkippedFolders::fromPreferences());
+    scan.scan(folder);
     if (undecodablePaths)
-        *undecodablePaths = undecodable;
-    return files;
+        *undecodablePaths = scan.undecodablePaths();
+    return scan.lessFiles();
 }
 
 void ZRMLessCompiler::watchLessFileAtPath(const QString &path)

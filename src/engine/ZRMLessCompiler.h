@@ -72,10 +72,9 @@ public:
     bool beginCompilingFileAtPath(const QString &path, const QString &toPath, const QString &linkedToPath,
                                   bool compress);
 
-    // The LESS files beneath folder, depth first, without those whose path
-    // relative to folder starts with a dot and those in node_modules or
-    // bower_components. Paths that are not UTF-8 cannot
-    // be compiled; they go to undecodablePaths, as the file system has them.
+    // The LESS files beneath folder, depth first, without hidden files and
+    // what lies in the folders the preferences skip. Paths that are not UTF-8
+    // cannot be compiled; they go to undecodablePaths, as the file system has them.
     static QStringList getAllLessFilesInDirectory(const QString &folder,
                                                   QList<QByteArray> *undecodablePaths = nullptr);
 

@@ -206,6 +206,14 @@ void LessModel::addLessFilesToModel(const QStringList &paths, const QString &fol
         folder->addLessFilesAtPaths(paths);
 }
 
+void LessModel::removeLessFilesFromModel(const QStringList &paths, const QString &folderPath)
+{
+    if (PathHolder *folder = folderTakingFileChanges(folderPath)) {
+        folder->removeLessFilesAtPaths(paths);
+        forgetImportsOf(paths);
+    }
+}
+
 bool LessModel::moveLessFile(const QString &from, const QString &to)
 {
     LessHolder *record = getLessHolderForLessFileAtPath(from);

@@ -60,8 +60,9 @@ public:
     // to the first folder that matches ignoring case.
     void addLessFileToModel(const QString &path, const QString &folderPath);
     void removeLessFileFromModel(const QString &path, const QString &folderPath);
-    // Many files at once, announced as one insertion.
+    // Many files at once, announced as one change of the folder's list.
     void addLessFilesToModel(const QStringList &paths, const QString &folderPath);
+    void removeLessFilesFromModel(const QStringList &paths, const QString &folderPath);
     // The file at from was renamed or moved to to, in the same watched folder or
     // another: its record keeps every setting. False when from has no record or
     // to lies in no watched folder.

@@ -5,6 +5,8 @@
 #include "support/UserDefaults.h"
 #include "support/UserDefaultsKeys.h"
 
+#include <QSet>
+
 PathHolder::PathHolder()
     : m_iconImage(FolderIconName),
       m_valuesForTableViewCell{{TableViewCellKeys::TitleString, QString()},
@@ -31,6 +33,23 @@ void PathHolder::addLessFilesAtPaths(const QStringList &paths)
         relayChangesOf(m_lessFiles.back().get());
     }
     Q_EMIT lessFilesInserted(first, int(m_lessFiles.size()) - 1);
+    updateCount();
+}
+
+void PathHolder::removeLessFilesAtPaths(const QStringList &paths)
+{
+    if (paths.isEmpty())
+        return;
+    if (paths.size() == 1) {
+        removeLessFileAtPath(paths.constFirst());
+        return;
+    }
+    QSet<QString> gone;
+    for (const QString &path : paths)
+        gone.insert(path.toCaseFolded());
+    Q_EMIT lessFilesAboutToBeReset();
+    std::erase_if(m_lessFiles, [&](const auto &file) { return gone.contains(file->lessFileFullPath().toCaseFolded()); });
+    Q_EMIT lessFilesReset();
     updateCount();
 }
 

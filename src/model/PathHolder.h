@@ -43,6 +43,8 @@ public:
     void addLessFilesAtPaths(const QStringList &paths);
     // Removes the first record whose full path matches, ignoring case.
     void removeLessFileAtPath(const QString &path);
+    // Removes the records of the files, announced as one change of the list.
+    void removeLessFilesAtPaths(const QStringList &paths);
     // Takes the record out, to be adopted by another folder; null when there is none.
     std::unique_ptr<LessHolder> takeLessFile(LessHolder *lessFile);
     void adoptLessFile(std::unique_ptr<LessHolder> lessFile);

@@ -36,9 +36,11 @@ void TestFolderRefresher::refreshFollowsTheDisk()
     QVERIFY(waitUntilIdle(*m_controller));
 
     QCOMPARE(finished, QList<QList<QVariant>>{{true}});
-    QCOMPARE(m_controller->appModel()->getAllRegisteredPaths(), QStringList{resolved("@/p")});
+    // The renamed folder waits, missing, with its files.
+    QCOMPARE(m_controller->appModel()->getAllRegisteredPaths(), resolved(QStringList{"@/p", "@/q"}));
+    QVERIFY(m_controller->appModel()->pathData().at(1)->isMissing());
     QCOMPARE(sorted(m_controller->appModel()->getAllLessFilesAndIncludeIgnoredOnes(true)),
-             resolved(QStringList{"@/p/less/keep.less", "@/p/less/moved.less", "@/p/less/new.less"}));
+             resolved(QStringList{"@/p/less/keep.less", "@/p/less/moved.less", "@/p/less/new.less", "@/q/q.less"}));
     keep = record("@/p/less/keep.less");
     QCOMPARE(keep->targetCSSFileFullPath(), resolved("@/p/out/keep.css"));
     QVERIFY(!keep->checkboxState() && keep->shouldCompressCSSOutput());
@@ -55,7 +57,7 @@ void TestFolderRefresher::refreshFollowsTheDisk()
     m_controller->folderRefresher()->fireAutoRefresh();
     m_controller->folderRefresher()->fireAutoRefresh();
     QVERIFY(waitUntilIdle(*m_controller));
-    QCOMPARE(m_controller->appModel()->getAllLessFilesAndIncludeIgnoredOnes(true).size(), 4);
+    QCOMPARE(m_controller->appModel()->getAllLessFilesAndIncludeIgnoredOnes(true).size(), 5);
 }
 
 QTEST_MAIN(TestFolderRefresher)

@@ -116,7 +116,9 @@ private Q_SLOTS:
         delegate.applicationOpenFile(site());
         QTRY_VERIFY_WITH_TIMEOUT(delegate.hasFinishedLaunching(), Timeout);
         QVERIFY(waitUntilIdle(*delegate.appController()));
-        QCOMPARE(delegate.appController()->appModel()->getAllRegisteredPaths(), QStringList{site()});
+        // The project's folder is not on disk: it stays, missing, before the one added.
+        QCOMPARE(delegate.appController()->appModel()->getAllRegisteredPaths(),
+                 (QStringList{m_root->filePath(QStringLiteral("old")), site()}));
     }
 
     // Killed as soon as the data file shows the changes.

@@ -404,9 +404,9 @@ private Q_SLOTS:
 
         QTest::newRow("upper-case extension") << QStringList{"A.LESS"} << QStringList{"A.LESS"};
         QTest::newRow("hidden file at the top") << QStringList{".b.less"} << QStringList();
-        QTest::newRow("hidden file further down") << QStringList{"sub/.c.less"} << QStringList{"sub/.c.less"};
+        QTest::newRow("hidden file further down") << QStringList{"sub/.c.less"} << QStringList();
         QTest::newRow("inside a hidden folder at the top") << QStringList{".hidden/d.less"} << QStringList();
-        QTest::newRow("in a hidden folder further down") << QStringList{"sub/.hidden/e.less"} << QStringList{"sub/.hidden/e.less"};
+        QTest::newRow("in a hidden folder further down") << QStringList{"sub/.hidden/e.less"} << QStringList();
         QTest::newRow("other extension") << QStringList{"f.css"} << QStringList();
         QTest::newRow("name that is only the extension") << QStringList{"sub/.less"} << QStringList();
         QTest::newRow("folder named like a LESS file") << QStringList{"g.less/"} << QStringList{"g.less"};
