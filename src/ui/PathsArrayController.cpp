@@ -19,7 +19,10 @@ QList<int> rolesShowing(PathHolder::Field field)
         return {Qt::DisplayRole, Qt::DecorationRole, Qt::AccessibleTextRole, ItemRoles::SubtitleRole,
                 ItemRoles::RowValuesRole};
     case PathHolder::Field::UserSelectedFullPath:
+    case PathHolder::Field::UserSelectedTildePath:
         return {Qt::ToolTipRole};
+    case PathHolder::Field::Missing:
+        return {Qt::ToolTipRole, Qt::ForegroundRole, Qt::AccessibleTextRole};
     default:
         return {};
     }
@@ -32,12 +35,21 @@ QIcon folderIcon(const QString &iconName)
 }
 
 // What a screen reader says for a row: "Acme-Shop, 4 LESS files".
-QString accessibleText(const QVariantMap &values)
+QString accessibleText(const QVariantMap &values, bool missing)
 {
     const QString title = ZRMIconAndBadgeTableCell::capitalizedTitle(values.value(TableViewCellKeys::TitleString).toString());
     const int count = values.value(TableViewCellKeys::SubtitleString).toInt();
-    return count == 1 ? PathsArrayController::tr("%1, 1 LESS file").arg(title)
-                      : PathsArrayController::tr("%1, %2 LESS files").arg(title).arg(count);
+    const QString text = count == 1 ? PathsArrayController::tr("%1, 1 LESS file").arg(title)
+                                    : PathsArrayController::tr("%1, %2 LESS files").arg(title).arg(count);
+    return missing ? PathsArrayController::tr("%1, missing").arg(text) : text;
+}
+
+QString toolTip(const PathHolder *folder)
+{
+    if (!folder->isMissing())
+        return folder->userSelectedFullPath();
+    return PathsArrayController::tr("Not found at %1. Cascader takes it back when it reappears.")
+        .arg(folder->userSelectedTildePath());
 }
 
 } // namespace
@@ -150,9 +162,12 @@ QVariant PathsArrayController::data(const QModelIndex &index, int role) const
     case Qt::DecorationRole:
         return folderIcon(values.value(TableViewCellKeys::IconImage).toString());
     case Qt::ToolTipRole:
-        return folder->userSelectedFullPath();
+        return toolTip(folder);
+    case Qt::ForegroundRole:
+        // Left unset for a folder on disk, so the delegate keeps its own colours.
+        return folder->isMissing() ? QApplication::palette().color(QPalette::PlaceholderText) : QVariant();
     case Qt::AccessibleTextRole:
-        return accessibleText(values);
+        return accessibleText(values, folder->isMissing());
     case ItemRoles::SubtitleRole:
         return values.value(TableViewCellKeys::SubtitleString);
     case ItemRoles::RowValuesRole:

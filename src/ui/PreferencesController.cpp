@@ -9,6 +9,7 @@
 #include <QDialogButtonBox>
 #include <QGridLayout>
 #include <QLabel>
+#include <QLineEdit>
 #include <QPushButton>
 #include <QSignalBlocker>
 #include <QSlider>
@@ -38,6 +39,9 @@ const QString RefreshText = QStringLiteral("Refresh watched folders:");
 const QString NeverRefreshLabel = QStringLiteral("never");
 const QString RefreshEveryMinuteLabel = QStringLiteral("every %1 minute");
 const QString RefreshEveryMinutesLabel = QStringLiteral("every %1 minutes");
+const QString SkippedFoldersText = QStringLiteral("Skip folders named:");
+const QString SkippedFoldersNote = QStringLiteral("Neither scanned nor watched. * and ? match any text.");
+const QString SkippedFoldersSeparator = QStringLiteral(", ");
 const QString AppModeText = QStringLiteral("Show Cascader as:");
 const QString WindowModeText = QStringLiteral("A window");
 const QString TrayModeText = QStringLiteral("An icon in the system tray");
@@ -59,6 +63,27 @@ QLabel *createSectionTitle(const QString &text, QWidget *parent)
     font.setBold(true);
     title->setFont(font);
     return title;
+}
+
+// A smaller grey line under a control.
+QLabel *createNote(const QString &text, QWidget *parent)
+{
+    auto *note = new QLabel(text, parent);
+    QFont font = note->font();
+    font.setPointSizeF(font.pointSizeF() * NoteFontScale);
+    note->setFont(font);
+    note->setForegroundRole(QPalette::PlaceholderText);
+    return note;
+}
+
+// "build, , cache " holds two names.
+QStringList skippedFoldersIn(const QString &text)
+{
+    QStringList names = text.split(u',');
+    for (QString &name : names)
+        name = name.trimmed();
+    names.removeAll(QString());
+    return names;
 }
 
 // A bold title over its controls, which are indented under it.
@@ -187,12 +212,21 @@ QWidget *PreferencesController::buildRefreshSection()
         setAutoRefreshLabel();
     });
 
+    m_skippedFoldersField = new QLineEdit(this);
+    connect(m_skippedFoldersField, &QLineEdit::editingFinished, this, &PreferencesController::storeSkippedFolders);
+
     auto *text = new QLabel(RefreshText, this);
     text->setBuddy(m_refreshSlider);
-    auto *controls = new QHBoxLayout;
-    controls->addWidget(text);
-    controls->addWidget(m_refreshSlider, 1);
-    controls->addWidget(m_refreshLabel);
+    auto *skippedText = new QLabel(SkippedFoldersText, this);
+    skippedText->setBuddy(m_skippedFoldersField);
+    auto *controls = new QGridLayout;
+    controls->addWidget(text, 0, 0);
+    controls->addWidget(m_refreshSlider, 0, 1);
+    controls->addWidget(m_refreshLabel, 0, 2);
+    controls->addWidget(skippedText, 1, 0);
+    controls->addWidget(m_skippedFoldersField, 1, 1, 1, 2);
+    controls->addWidget(createNote(SkippedFoldersNote, this), 2, 1, 1, 2);
+    controls->setColumnStretch(1, 1);
     return createSection(RefreshTitle, controls, this);
 }
 
@@ -207,16 +241,10 @@ QWidget *PreferencesController::buildAppModeSection()
 
     auto *text = new QLabel(AppModeText, this);
     text->setBuddy(m_appModePopUpButton);
-    auto *note = new QLabel(AppModeNote, this);
-    QFont noteFont = note->font();
-    noteFont.setPointSizeF(noteFont.pointSizeF() * NoteFontScale);
-    note->setFont(noteFont);
-    note->setForegroundRole(QPalette::PlaceholderText);
-
     auto *controls = new QGridLayout;
     controls->addWidget(text, 0, 0);
     controls->addWidget(m_appModePopUpButton, 0, 1, Qt::AlignLeading);
-    controls->addWidget(note, 1, 1);
+    controls->addWidget(createNote(AppModeNote, this), 1, 1);
     controls->setColumnStretch(1, 1);
     return createSection(AppModeTitle, controls, this);
 }
@@ -258,5 +286,17 @@ void PreferencesController::showUserDefaults()
         m_appModePopUpButton->setCurrentIndex(defaults->boolForKey(UserDefaultsKeys::UIMode) ? TrayMode
                                                                                               : WindowMode);
     }
+    m_skippedFoldersField->setText(
+        defaults->objectForKey(UserDefaultsKeys::SkippedFolders).toStringList().join(SkippedFoldersSeparator));
     setAutoRefreshLabel();
+}
+
+// An unchanged list is not written, so that the registered one stays in force.
+void PreferencesController::storeSkippedFolders()
+{
+    UserDefaults *defaults = UserDefaults::standardUserDefaults();
+    const QStringList names = skippedFoldersIn(m_skippedFoldersField->text());
+    m_skippedFoldersField->setText(names.join(SkippedFoldersSeparator));
+    if (names != defaults->objectForKey(UserDefaultsKeys::SkippedFolders).toStringList())
+        defaults->setObject(names, UserDefaultsKeys::SkippedFolders);
 }

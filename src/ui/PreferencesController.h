@@ -6,6 +6,7 @@
 class QCheckBox;
 class QComboBox;
 class QLabel;
+class QLineEdit;
 class QSlider;
 class QSpinBox;
 
@@ -35,6 +36,7 @@ public:
     QSlider *refreshSlider() const { return m_refreshSlider; }
     QLabel *refreshLabel() const { return m_refreshLabel; }
     QComboBox *appModePopUpButton() const { return m_appModePopUpButton; }
+    QLineEdit *skippedFoldersField() const { return m_skippedFoldersField; }
 
 Q_SIGNALS:
     void jRefreshLabelStringChanged(const QString &label);
@@ -51,6 +53,7 @@ private:
     QWidget *buildAppModeSection();
     void alignRowLabels();
     void showUserDefaults();
+    void storeSkippedFolders();
 
     QString m_jRefreshLabelString;
     QCheckBox *m_autoUpdateButton = nullptr;
@@ -60,4 +63,5 @@ private:
     QSlider *m_refreshSlider = nullptr;
     QLabel *m_refreshLabel = nullptr;
     QComboBox *m_appModePopUpButton = nullptr;
+    QLineEdit *m_skippedFoldersField = nullptr;
 };

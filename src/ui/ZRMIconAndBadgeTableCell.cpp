@@ -44,10 +44,10 @@ int badgeWidth(const QString &text)
 }
 
 // The badge stands out from the row: blue on a plain row, white on a selected one,
-// grey while the window is in the background.
-std::pair<QColor, QColor> badgeFillAndText(const QStyleOptionViewItem &option)
+// grey while the window is in the background or the row is greyed.
+std::pair<QColor, QColor> badgeFillAndText(const QStyleOptionViewItem &option, bool greyed)
 {
-    const bool active = option.state.testFlag(QStyle::State_Active);
+    const bool active = option.state.testFlag(QStyle::State_Active) && !greyed;
     const bool highlighted = option.state.testFlag(QStyle::State_Selected);
     if (highlighted)
         return {Qt::white, active ? TableCellStyle::SelectionInFocus : TableCellStyle::DisabledText};
@@ -93,28 +93,32 @@ void ZRMIconAndBadgeTableCell::paint(QPainter *painter, const QStyleOptionViewIt
 {
     const QString badgeText = index.data(ItemRoles::SubtitleRole).toString();
     const Layout layout = layoutFor(option.rect, badgeText);
+    const QVariant foreground = index.data(Qt::ForegroundRole);
+    const bool greyed = foreground.isValid();
     painter->save();
     painter->setRenderHint(QPainter::Antialiasing);
     if (layout.showsBadge)
-        drawBadge(painter, layout, badgeText, option);
+        drawBadge(painter, layout, badgeText, option, greyed);
 
     const QIcon icon = index.data(Qt::DecorationRole).value<QIcon>();
-    icon.paint(painter, layout.icon.toRect());
+    icon.paint(painter, layout.icon.toRect(), Qt::AlignCenter, greyed ? QIcon::Disabled : QIcon::Normal);
 
     const QFont titleFont = TableCellStyle::systemFont(TitlePointSize);
     const QString title = capitalizedTitle(index.data(Qt::DisplayRole).toString());
     painter->setFont(titleFont);
-    painter->setPen(option.state.testFlag(QStyle::State_Selected) ? TableCellStyle::HighlightedText
-                                                                  : QColor(Qt::black));
+    if (option.state.testFlag(QStyle::State_Selected))
+        painter->setPen(TableCellStyle::HighlightedText);
+    else
+        painter->setPen(greyed ? foreground.value<QColor>() : QColor(Qt::black));
     painter->drawText(layout.title, Qt::AlignLeft | Qt::AlignVCenter,
                       QFontMetricsF(titleFont).elidedText(title, Qt::ElideLeft, layout.title.width()));
     painter->restore();
 }
 
 void ZRMIconAndBadgeTableCell::drawBadge(QPainter *painter, const Layout &layout, const QString &text,
-                                         const QStyleOptionViewItem &option)
+                                         const QStyleOptionViewItem &option, bool greyed)
 {
-    const auto [fill, textColor] = badgeFillAndText(option);
+    const auto [fill, textColor] = badgeFillAndText(option, greyed);
     QPainterPath badge;
     badge.addRoundedRect(layout.badge, BadgeRadiusX, BadgeRadiusY);
     painter->fillPath(badge, fill);

@@ -4,7 +4,8 @@
 
 // A watched folder's row: its icon, its capitalised name (losing its start
 // when too long) and a rounded badge with the number of LESS files, which a
-// count of "0" leaves out.
+// count of "0" leaves out. A row with its own foreground colour is greyed:
+// its title takes that colour and its icon is drawn disabled.
 class ZRMIconAndBadgeTableCell : public QStyledItemDelegate
 {
     Q_OBJECT
@@ -31,5 +32,5 @@ public:
 
 private:
     static void drawBadge(QPainter *painter, const Layout &layout, const QString &text,
-                          const QStyleOptionViewItem &option);
+                          const QStyleOptionViewItem &option, bool greyed);
 };

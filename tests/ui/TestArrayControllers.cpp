@@ -101,6 +101,10 @@ void TestArrayControllers::folderRowsFollowTheModel_data()
     QTest::newRow("file added") << Change([](auto *c) {
         c->appModel()->addLessFileToModel("/p/my-beta/d.less", "/p/my-beta");
     }) << QStringList{"Alpha 1", "My-Beta 3", "Gamma 0"} << 1;
+    QTest::newRow("folder missing") << Change([](auto *c) {
+        c->appModel()->pathData().at(1)->setUserSelectedTildePath("~/my-beta");
+        c->appModel()->setPathMissing("/p/my-beta", true);
+    }) << QStringList{"Alpha 1", "My-Beta 2", "Gamma 0"} << 1;
 }
 
 void TestArrayControllers::folderRowsFollowTheModel()
@@ -120,13 +124,19 @@ void TestArrayControllers::folderRowsFollowTheModel()
     for (int row = 0; row < paths()->rowCount(); ++row) {
         const QModelIndex index = paths()->index(row);
         rows << index.data().toString() + u' ' + index.data(ItemRoles::SubtitleRole).toString();
-        QCOMPARE(index.data(Qt::ToolTipRole).toString(), paths()->pathAtRow(row)->userSelectedFullPath());
+        const PathHolder *folder = paths()->pathAtRow(row);
+        QCOMPARE(index.data(Qt::ToolTipRole).toString(),
+                 folder->isMissing() ? "Not found at ~/my-beta. Cascader takes it back when it reappears."
+                                     : folder->userSelectedFullPath());
+        QCOMPARE(index.data(Qt::ForegroundRole).isValid(), folder->isMissing());
         QVERIFY(!index.data(Qt::DecorationRole).value<QIcon>().isNull());
     }
     QCOMPARE(rows, expectedRows);
     if (changedRow >= 0) {
         QVERIFY(!dataChanged.isEmpty());
         QCOMPARE(dataChanged.last().at(0).toModelIndex().row(), changedRow);
+        QCOMPARE(dataChanged.last().at(2).value<QList<int>>().contains(Qt::ForegroundRole),
+                 paths()->pathAtRow(changedRow)->isMissing());
     }
 }
 

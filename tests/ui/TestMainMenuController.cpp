@@ -14,6 +14,7 @@
 #include <QComboBox>
 #include <QElapsedTimer>
 #include <QLabel>
+#include <QLineEdit>
 #include <QMessageBox>
 #include <QSignalSpy>
 #include <QSlider>
@@ -101,7 +102,8 @@ private Q_SLOTS:
         m_desktop.reset();
         m_delegate.reset();
         for (QLatin1StringView key : {UserDefaultsKeys::UpdateFeedURL, UserDefaultsKeys::UpdateAtStartup,
-                                      UserDefaultsKeys::RefreshInterval, UserDefaultsKeys::UIMode})
+                                      UserDefaultsKeys::RefreshInterval, UserDefaultsKeys::UIMode,
+                                      UserDefaultsKeys::SkippedFolders})
             UserDefaults::standardUserDefaults()->removeObjectForKey(key);
     }
 
@@ -216,6 +218,18 @@ private Q_SLOTS:
         QCOMPARE(UserDefaults::standardUserDefaults()->integerForKey(UserDefaultsKeys::RefreshInterval), minutes);
         QCOMPARE(changed.size(), 1);
         QCOMPARE(preferences.refreshLabel()->text(), label);
+    }
+
+    // The field lists the names; what is typed is stored trimmed, without empty names.
+    void skippedFoldersField()
+    {
+        UserDefaults *defaults = UserDefaults::standardUserDefaults();
+        defaults->setObject(QStringList{"node_modules", ".*"}, UserDefaultsKeys::SkippedFolders);
+        PreferencesController preferences;
+        QCOMPARE(preferences.skippedFoldersField()->text(), "node_modules, .*");
+        preferences.skippedFoldersField()->setText(" build ,, cache?* ,");
+        Q_EMIT preferences.skippedFoldersField()->editingFinished();
+        QCOMPARE(defaults->objectForKey(UserDefaultsKeys::SkippedFolders).toStringList(), QStringList({"build", "cache?*"}));
     }
 
     // Opening a window again shows the same one, in the state it was left.

@@ -141,6 +141,9 @@ int main(int argc, char *argv[])
     controller.showSpinnerWithMessage("Refreshing Folders...");
     saved &= save(window, folder, "main-window-busy.png");
     controller.hideSpinner();
+    controller.appModel()->setPathMissing(home("Sites/portfolio"), true);
+    saved &= save(window, folder, "main-window-missing-folder.png");
+    controller.appModel()->setPathMissing(home("Sites/portfolio"), false);
 
     saved &= saveDrag(window, {"Sites/portfolio"}, folder, "drag-one-folder.png");
     saved &= saveDrag(window,
@@ -163,6 +166,7 @@ int main(int argc, char *argv[])
     defaults->setBool(true, UserDefaultsKeys::UpdateAtStartup);
     defaults->setBool(true, UserDefaultsKeys::ShouldCompressCSSOutput);
     defaults->setInteger(60, UserDefaultsKeys::CompileTimeLimit);
+    defaults->setObject(QStringList{".*", "node_modules", "bower_components", "vendor"}, UserDefaultsKeys::SkippedFolders);
     PreferencesController preferences;
     AboutWindowController about;
     preferences.show();
