@@ -135,7 +135,7 @@ void LiveFolders::addRecordsOfNewFiles(const QStringList &paths)
     if (UserDefaults::standardUserDefaults()->boolForKey(UserDefaultsKeys::AutoSetCustomCSSPaths))
         m_controller->cssOutputPaths()->beginAutoSettingCSSPaths();
     // A new partial starts unchecked once its importers are known.
-    m_controller->importLinks()->linkImportedFiles({});
+    m_controller->importLinks()->linkImportedFiles([] {});
 }
 
 QStringList LiveFolders::recordsAtOrBeneath(const QString &path) const
