@@ -6,6 +6,7 @@
 #include "app/MainAppController.h"
 #include "engine/ZRMLessCompiler.h"
 #include "ui/DesktopUserInterface.h"
+#include "BenchSandbox.h"
 #include "BenchStatistics.h"
 
 #include <QApplication>
@@ -65,19 +66,6 @@ double scanMilliseconds(const QString &folder)
         samples << timer.nsecsElapsed() / 1e6;
     }
     return median(samples);
-}
-
-// The user's own preferences and project stay out of it.
-void useSandbox(const QTemporaryDir &sandbox)
-{
-    for (const char *name : {"HOME", "XDG_CONFIG_HOME", "XDG_DATA_HOME", "XDG_RUNTIME_DIR"}) {
-        const QString folder = sandbox.filePath(QString::fromLatin1(name));
-        QDir().mkpath(folder);
-        qputenv(name, folder.toLocal8Bit());
-    }
-    QFile::setPermissions(sandbox.filePath(QStringLiteral("XDG_RUNTIME_DIR")),
-                          QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
-    qputenv("QT_QPA_PLATFORM", "offscreen");
 }
 
 } // namespace

@@ -103,11 +103,13 @@ void LiveFolders::removeRecordsOfGoneFiles(const QStringList &paths)
 {
     LessModel *model = m_controller->appModel();
     QHash<QString, QStringList> goneByFolder;
+    QSet<QString> seen;
     for (const QString &path : paths) {
         for (const QString &file : recordsAtOrBeneath(path)) {
             const QString folder = model->getLessHolderForLessFileAtPath(file)->memberOfWatchedFolder();
-            if (!isOnDisk(file) && QFileInfo(folder).isDir() && !goneByFolder.value(folder).contains(file))
+            if (!seen.contains(file) && !isOnDisk(file) && QFileInfo(folder).isDir())
                 goneByFolder[folder] << file;
+            seen.insert(file);
         }
     }
     for (auto folder = goneByFolder.cbegin(); folder != goneByFolder.cend(); ++folder) {
@@ -120,10 +122,14 @@ void LiveFolders::addRecordsOfNewFiles(const QStringList &paths)
 {
     LessModel *model = m_controller->appModel();
     QHash<QString, QStringList> newByFolder;
+    QSet<QString> seen;
     for (const QString &path : paths) {
+        if (seen.contains(path))
+            continue;
+        seen.insert(path);
         const QString folder = model->watchedFolderHolding(path);
         if (!folder.isEmpty() && PathUtils::isLessFile(path) && QFileInfo(path).isFile()
-            && !model->getLessHolderForLessFileAtPath(path) && !newByFolder.value(folder).contains(path))
+            && !model->getLessHolderForLessFileAtPath(path))
             newByFolder[folder] << path;
     }
     if (newByFolder.isEmpty())
@@ -138,8 +144,11 @@ void LiveFolders::addRecordsOfNewFiles(const QStringList &paths)
     m_controller->importLinks()->linkImportedFiles([] {});
 }
 
+// A file's own record, or the records beneath a folder.
 QStringList LiveFolders::recordsAtOrBeneath(const QString &path) const
 {
+    if (const LessHolder *record = m_controller->appModel()->getLessHolderForLessFileAtPath(path))
+        return {record->lessFileFullPath()};
     QStringList records;
     for (const QString &file : m_controller->appModel()->getAllLessFilesAndIncludeIgnoredOnes(true)) {
         if (PathUtils::isSameOrInside(file, path))

@@ -47,7 +47,7 @@ public:
         bool isEmpty() const { return created.isEmpty() && removed.isEmpty() && moved.isEmpty(); }
     };
 
-    static constexpr int QuietMs = 20;
+    static constexpr int QuietMs = 10;
     // A burst that never pauses is still delivered this often.
     static constexpr int LongestWaitMs = 1000;
 
