@@ -27,8 +27,9 @@ const QString UndecodableNamesMessage = QStringLiteral(
     "valid UTF-8. Rename them to compile them:\n%1");
 const QString CompilerErrorTitle = QStringLiteral("Compiler Error");
 const QString CompilerNotFoundMessage = QStringLiteral(
-    "We could not initialize the LESS compiler engine. Please restart the app. If the problem "
-    "continues, choose 'Help', then re-download and install the latest version of CASCADER.app.");
+    "We could not start the LESS compiler engine. Check that Node.js is installed (on Debian: sudo apt "
+    "install nodejs) and restart Cascader. If the problem continues, reinstall Cascader's package, or run "
+    "scripts/setup again in a source build.");
 
 } // namespace
 

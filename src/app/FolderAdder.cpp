@@ -37,7 +37,7 @@ const QString TooBroadTitle = QStringLiteral("Select a More Specific Path");
 const QString TooBroadMessage = QStringLiteral(
     "We search every folder in the path you select. As a result, choosing a folder with too many "
     "subpaths can significantly reduce performance. Choose a more specific path. (A good example "
-    "would be '/Users/username/Documents/Clients/Some Client'.)");
+    "would be '~/Projects/clients/some-client'.)");
 const QString AlreadyIncludedTitle = QStringLiteral("Path Already Included");
 const QString AlreadyWatchingMessage = QStringLiteral("We're already watching %1");
 const QString InsideWatchedFolderMessage = QStringLiteral(

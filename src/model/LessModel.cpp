@@ -8,24 +8,10 @@
 #include <QDir>
 #include <QFileInfo>
 #include <QSet>
-#include <QTextBoundaryFinder>
 
 #include <algorithm>
 
 namespace {
-
-// Each word starts upper case and goes on lower case: my-site becomes My-Site.
-QString capitalized(const QString &text)
-{
-    QString result = text.toLower();
-    QTextBoundaryFinder words(QTextBoundaryFinder::Word, result);
-    for (qsizetype position = 0; position >= 0; position = words.toNextBoundary()) {
-        if (position < result.size()
-            && words.boundaryReasons().testFlag(QTextBoundaryFinder::StartOfItem))
-            result[position] = result.at(position).toTitleCase();
-    }
-    return result;
-}
 
 // Files are identified by their full path compared ignoring case.
 QString lessFileKey(const QString &path)
@@ -164,7 +150,7 @@ void LessModel::addNewPathToModel(const QString &path, const QStringList &lessFi
     auto folder = std::make_unique<PathHolder>();
     folder->setUserSelectedFullPath(path);
     folder->setUserSelectedTildePath(PathUtils::abbreviateWithTilde(path));
-    folder->setUserSelectedLastPathComponent(capitalized(PathUtils::lastPathComponent(path)));
+    folder->setUserSelectedLastPathComponent(PathUtils::lastPathComponent(path));
     for (const QString &file : lessFiles)
         folder->addLessFileAtPath(file);
 

@@ -37,16 +37,16 @@ const QString QuitText = QStringLiteral("&Quit Cascader");
 const QString CheckingForUpdatesMessage = QStringLiteral("Checking for Updates");
 const QString UpdateAvailableTitle = QStringLiteral("An App Update is Available");
 const QString UpdateAvailableMessage = QStringLiteral(
-    "You're running CASCADER.app %1 (Build %2). The latest version is %3 (Build %4). Would you like to visit the "
+    "You're running Cascader %1 (Build %2). The latest version is %3 (Build %4). Would you like to visit the "
     "website to download it now?");
 const QString UpdateAvailableYes = QStringLiteral("Yes");
 const QString UpdateAvailableNo = QStringLiteral("No");
 const QString NoUpdatesTitle = QStringLiteral("No Updates Available");
-const QString NoUpdatesMessage = QStringLiteral("You're running the latest version of Cascader.app!");
+const QString NoUpdatesMessage = QStringLiteral("You're running the latest version of Cascader!");
 const QString NoUpdatesButton = QStringLiteral("Awesome");
 const QString NewerThanOnlineTitle = QStringLiteral("Keeping Up With The Fenwicks, eh?");
 const QString NewerThanOnlineMessage =
-    QStringLiteral("You're running a version of Cascader.app that's NEWER than the one online.");
+    QStringLiteral("You're running a version of Cascader that's NEWER than the one online.");
 const QString NewerThanOnlineButton = QStringLiteral("Incredible");
 const QString CouldNotCheckTitle = QStringLiteral("Could Not Check For Updates");
 
