@@ -8,9 +8,9 @@
 //   {"id":1,"input":"/abs/in.less","output":"/abs/out.css","compress":false}
 // Standard output, once loaded: {"ready":true,"less":"4.9.1"}, then one answer
 // per request, in order,
-//   {"id":1,"ok":true,"message":"","files":["/abs/in.less","/abs/import.less"]}
-// where message is lessc's standard error on failure and files is every file
-// the compile read.
+//   {"id":1,"ok":true,"message":"","warnings":"","files":["/abs/in.less","/abs/import.less"]}
+// where message is lessc's standard error on failure, its warnings aside,
+// warnings what lessc would have warned, and files every file the compile read.
 
 const fs = require('fs');
 const path = require('path');
@@ -23,18 +23,21 @@ const writeProtocol = process.stdout.write.bind(process.stdout);
 process.stdout.write = process.stderr.write.bind(process.stderr);
 process.stdout.on('error', () => process.exit(1));
 
-// What lessc would have printed on standard error during the current compile;
-// null between compiles.
+// What lessc would have printed on standard error during the current compile,
+// its warnings apart; both null between compiles.
 let transcript = null;
+let warnings = null;
 
-console.warn = console.error = (...args) => {
-  const text = `${util.format(...args)}\n`;
-  if (transcript !== null) {
-    transcript += text;
-  } else {
-    process.stderr.write(text);
-  }
-};
+function printer(take) {
+  return (...args) => {
+    const text = `${util.format(...args)}\n`;
+    if (!take(text)) {
+      process.stderr.write(text);
+    }
+  };
+}
+console.error = printer((text) => transcript !== null && ((transcript += text), true));
+console.warn = printer((text) => warnings !== null && ((warnings += text), true));
 
 function send(answer) {
   writeProtocol(`${JSON.stringify(answer)}\n`);
@@ -277,6 +280,7 @@ async function compile(input, output, compress) {
   let rendered = await render(data, lesscOptions(input, plugins, true));
   if (rendered.err && rendered.err !== crashed && failedToImport(rendered.err)) {
     transcript = '';
+    warnings = '';
     rendered = await render(data, lesscOptions(input, plugins, false));
   }
   const files = filesRead(input, rendered.imports);
@@ -332,13 +336,15 @@ async function serve(line) {
   }
   const input = path.resolve(request.input);
   transcript = '';
+  warnings = '';
   try {
     const { ok, files } = await compile(input, path.resolve(request.output), request.compress);
-    return { id, ok, message: ok ? '' : transcript, files };
+    return { id, ok, message: ok ? '' : transcript, warnings, files };
   } catch (e) {
-    return { id, ok: false, message: transcript + util.inspect(e), files: [input] };
+    return { id, ok: false, message: transcript + util.inspect(e), warnings, files: [input] };
   } finally {
     transcript = null;
+    warnings = null;
   }
 }
 

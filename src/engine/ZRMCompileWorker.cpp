@@ -129,7 +129,8 @@ void ZRMCompileWorker::handleLine(const QByteArray &line)
     m_state = State::Idle;
     Q_EMIT answered(this, {object.value(QStringLiteral("ok")).toBool(),
                            object.value(QStringLiteral("message")).toString(),
-                           stringsOf(object.value(QStringLiteral("files")).toArray())});
+                           stringsOf(object.value(QStringLiteral("files")).toArray()),
+                           object.value(QStringLiteral("warnings")).toString()});
 }
 
 void ZRMCompileWorker::processFinished(int exitCode, QProcess::ExitStatus exitStatus)

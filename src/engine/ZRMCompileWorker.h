@@ -21,6 +21,7 @@ public:
         bool ok = false;
         QString message;
         QStringList files;
+        QString warnings;
     };
 
     ZRMCompileWorker(const QString &nodeJS, const QString &script, QObject *parent = nullptr);

@@ -129,7 +129,7 @@ void ZRMCompilerPool::workerAnswered(ZRMCompileWorker *worker, const ZRMCompileW
         removeWorker(worker);
         startWorker();
     }
-    finish(job, answer.ok, answer.message, answer.files);
+    finish(job, answer.ok, answer.message, answer.files, answer.warnings);
     dispatch();
 }
 
@@ -208,9 +208,10 @@ void ZRMCompilerPool::dispatch()
         m_dueTimer.start(int(due - now));
 }
 
-void ZRMCompilerPool::finish(const ZRMCompileJob &job, bool ok, const QString &message, const QStringList &filesRead)
+void ZRMCompilerPool::finish(const ZRMCompileJob &job, bool ok, const QString &message, const QStringList &filesRead,
+                             const QString &warnings)
 {
-    Q_EMIT finished(job, ok, message, filesRead);
+    Q_EMIT finished(job, ok, message, filesRead, warnings);
 }
 
 bool ZRMCompilerPool::hasTooManyWorkers() const

@@ -47,7 +47,9 @@ public:
 
 Q_SIGNALS:
     // filesRead: what the compiler read, the input first; empty when it did not answer.
-    void finished(const ZRMCompileJob &job, bool ok, const QString &message, const QStringList &filesRead);
+    // warnings: what the compiler warned of, whether or not the compile failed.
+    void finished(const ZRMCompileJob &job, bool ok, const QString &message, const QStringList &filesRead,
+                  const QString &warnings);
     // Once each time the workers stop being able to start, and once when
     // they can again.
     void broken(const QString &reason);
@@ -62,7 +64,8 @@ private:
     void jobLost(ZRMCompileJob job, ZRMCompileWorker::Failure failure, const QString &detail);
     void becomeBroken(const QString &detail);
     void dispatch();
-    void finish(const ZRMCompileJob &job, bool ok, const QString &message, const QStringList &filesRead = {});
+    void finish(const ZRMCompileJob &job, bool ok, const QString &message, const QStringList &filesRead = {},
+                const QString &warnings = {});
     bool hasTooManyWorkers() const;
     bool anyWorkerStarted() const;
 

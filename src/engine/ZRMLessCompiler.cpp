@@ -174,7 +174,7 @@ void ZRMLessCompiler::postStart(const QString &path)
 // A compile without an output path has no label either: its values end at
 // the first missing one.
 void ZRMLessCompiler::didFinishCompiling(const ZRMCompileJob &job, bool ok, const QString &message,
-                                         const QStringList &filesRead)
+                                         const QStringList &filesRead, const QString &warnings)
 {
     QVariantMap result = mapOfValuesUpToFirstMissing({
         {Time, job.started},
@@ -184,6 +184,9 @@ void ZRMLessCompiler::didFinishCompiling(const ZRMCompileJob &job, bool ok, cons
     result.insert(Result, ok ? SuccessMessage : message.trimmed());
     result.insert(Successful, ok);
     result.insert(FilesRead, filesRead);
+    result.insert(Warnings, warnings.trimmed());
+    result.insert(OutputPath, job.output);
+    result.insert(Milliseconds, job.started.msecsTo(QDateTime::currentDateTime()));
     didFinishCompilingFileWithResult(result);
 }
 

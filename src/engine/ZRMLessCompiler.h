@@ -41,6 +41,10 @@ inline constexpr QLatin1StringView Result{"result"};
 inline constexpr QLatin1StringView Successful{"successful"};
 // The files the compile read, the input first; empty when the compiler did not say.
 inline constexpr QLatin1StringView FilesRead{"filesRead"};
+// What the compiler warned of (less's deprecation warnings and the like); empty when nothing.
+inline constexpr QLatin1StringView Warnings{"warnings"};
+// From the compile's start to its outcome.
+inline constexpr QLatin1StringView Milliseconds{"milliseconds"};
 
 } // namespace ZRMLessCompilerKey
 
@@ -95,7 +99,7 @@ private:
     void reportMissingCompiler(const QString &reason);
     void postStart(const QString &path);
     void didFinishCompiling(const ZRMCompileJob &job, bool ok, const QString &message,
-                            const QStringList &filesRead = {});
+                            const QStringList &filesRead = {}, const QString &warnings = {});
     void didFinishCompilingFileWithResult(const QVariantMap &result);
     void compileIfAutoCompiled(const QString &path, const QVariantMap &settings,
                                const QString &triggeringPath);

@@ -23,4 +23,11 @@ inline constexpr QLatin1StringView CompilerMemoryLimit{"compilerMemoryLimit"};
 // Names of folders (wildcards allowed) that are neither scanned nor watched.
 inline constexpr QLatin1StringView SkippedFolders{"skippedFolders"};
 
+// Which compiles raise a desktop notification: "all", "failures" or "none".
+inline constexpr QLatin1StringView Notifications{"notifications"};
+// A failed compile brings the compiler log forward.
+inline constexpr QLatin1StringView ShowLogOnFailure{"showLogOnFailure"};
+// The command that opens a file at a line, with %f and %l; empty for the desktop's own choice.
+inline constexpr QLatin1StringView EditorCommand{"editorCommand"};
+
 } // namespace UserDefaultsKeys
