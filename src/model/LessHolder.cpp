@@ -1,5 +1,6 @@
 #include "LessHolder.h"
 
+#include <QDir>
 #include <QFileInfo>
 
 #include "TableViewCellKeys.h"
@@ -42,10 +43,10 @@ LessHolder::LessHolder(const QString &lessFilePath, const QString &watchedFolder
       m_lessFileAbbreviatedPath(removingFolderPrefix(m_lessFileFullPath, watchedFolder)),
       m_lessFilename(lastPathComponent(m_lessFileFullPath)),
       m_targetCSSFileFullPath(withCSSExtension(m_lessFileFullPath)),
-      m_valuesForTableViewCell{{TableViewCellKeys::TitleString, m_lessFileAbbreviatedPath},
-                               {TableViewCellKeys::SubtitleString, OutputPrefix}},
+      m_valuesForTableViewCell{{TableViewCellKeys::TitleString, m_lessFileAbbreviatedPath}},
       m_shouldCompressCSSOutput(compressCSSOutput)
 {
+    updateSubtitle();
 }
 
 void LessHolder::moveTo(const QString &path, const QString &watchedFolder)
@@ -116,7 +117,12 @@ void LessHolder::clearCSSFileOutputPath()
 // A partial's row names its importers; any other row says where its CSS goes.
 void LessHolder::updateSubtitle()
 {
-    QString subtitle = OutputPrefix + m_targetCSSFileAbbreviatedPath;
+    // Where the CSS goes: seen from the LESS file ("main.css", "../css/main.css")
+    // when it stays in the watched folder, else in full.
+    const bool inFolder = isSameOrInside(m_targetCSSFileFullPath, expandTilde(m_memberOfWatchedFolder));
+    QString subtitle = OutputPrefix
+                       + (inFolder ? QDir(deletingLastPathComponent(m_lessFileFullPath)).relativeFilePath(m_targetCSSFileFullPath)
+                                   : abbreviateWithTilde(m_targetCSSFileFullPath));
     if (!m_linkedFilesToCompile.isEmpty()) {
         const QString first = lastPathComponent(m_linkedFilesToCompile.constFirst());
         const qsizetype more = m_linkedFilesToCompile.size() - 1;

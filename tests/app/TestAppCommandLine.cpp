@@ -345,7 +345,7 @@ private Q_SLOTS:
         }
         error += cascader.process.readAllStandardError();
         QCOMPARE(QString::fromUtf8(error).count("Compiler Error: "), 1);
-        QVERIFY(cascader.printed("^\\d\\d:\\d\\d:\\d\\d  LESS compiler  We could not initialize"));
+        QVERIFY(cascader.printed("^\\d\\d:\\d\\d:\\d\\d  LESS compiler  We could not start"));
         QCOMPARE(QString::fromUtf8(cascader.output).count(said), 1);
         cascader.process.terminate();
         QVERIFY(cascader.exitedWith(0));

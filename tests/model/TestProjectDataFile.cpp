@@ -172,7 +172,7 @@ private Q_SLOTS:
             // A file from before partials: its check mark is the user's, its imports unknown.
             QVERIFY(file.checkboxChosenByUser() && !file.importedFiles());
             QCOMPARE(file.targetCSSFileFullPath(), QStringLiteral("/w/less/a.css"));
-            QCOMPARE(file.valuesForTableViewCell(), (QVariantMap{{"titleString", "/less/a.less"}, {"subtitleString", "Output: "}}));
+            QCOMPARE(file.valuesForTableViewCell(), (QVariantMap{{"titleString", "/less/a.less"}, {"subtitleString", "Output: /w/less/a.css"}}));
         }
         QCOMPARE(readAll(dataFile.filePath()), contents);
         const QStringList copies = QDir(folder.path()).entryList({"lessDataFile.lessData.*"}, QDir::Files);

@@ -114,7 +114,7 @@ private Q_SLOTS:
         QTest::addColumn<QStringList>("shown"); // title, message, buttons; empty when silent
 
         const QString update = QStringLiteral(
-            "You're running CASCADER.app 1.0.0 (Build 406). The latest version is %1 (Build %2). Would you like to "
+            "You're running Cascader 1.0.0 (Build 406). The latest version is %1 (Build %2). Would you like to "
             "visit the website to download it now?");
         const QString updateTitle = QStringLiteral("An App Update is Available");
         const QString failed = QStringLiteral("Could Not Check For Updates");
@@ -123,12 +123,12 @@ private Q_SLOTS:
             << feed("0.9", "99") << false << QStringList{updateTitle, update.arg("0.9", "99"), "Yes", "No"};
         QTest::newRow("same")
             << feed("1.0", "406") << false
-            << QStringList{"No Updates Available", "You're running the latest version of Cascader.app!", "Awesome"};
+            << QStringList{"No Updates Available", "You're running the latest version of Cascader!", "Awesome"};
         QTest::newRow("same, at start-up") << feed("1.0", "406") << true << QStringList();
         QTest::newRow("1000 orders before 406")
             << feed("2.0", "1000") << false
             << QStringList{"Keeping Up With The Fenwicks, eh?",
-                           "You're running a version of Cascader.app that's NEWER than the one online.", "Incredible"};
+                           "You're running a version of Cascader that's NEWER than the one online.", "Incredible"};
         QTest::newRow("HTML, at start-up") << QByteArray("<html></html>") << true << QStringList();
         QTest::newRow("HTML") << QByteArray("<html><body>Busy</body></html>") << false
                               << QStringList{failed,
