@@ -21,7 +21,9 @@ const QString ToggleLogFile = QStringLiteral("...");
 const QString CompilerLogFile = QStringLiteral("LESS compiler");
 const QString AutoCompileEnabledMessage = QStringLiteral("Auto-compile is now enabled.");
 const QString AutoCompileDisabledMessage = QStringLiteral("Auto-compile is now disabled.");
-const QString LinkedToFileSuffix = QStringLiteral("  %1");
+// Beside a one-line result; on a line of its own below a longer one.
+const QString LinkedToFileSeparator = QStringLiteral("  ");
+constexpr RgbaColor WarningOrange{0.80, 0.42, 0, 1};
 const QString UndecodableNamesMessage = QStringLiteral(
     "Cascader cannot compile these LESS files: their names, or the names of their folders, are not "
     "valid UTF-8. Rename them to compile them:\n%1");
@@ -108,13 +110,22 @@ void CompilerLog::reportMissingCompiler(const QString &reason)
 void CompilerLog::appendCompileResult(const QVariantMap &userInfo, RgbaColor color)
 {
     using namespace ZRMLessCompilerKey;
-    StyledText result(userInfo.value(Result).toString(), color);
+    const QString text = userInfo.value(Result).toString();
+    StyledText result(text, color);
     const QString linkedToFile = userInfo.value(LinkedToFile).toString();
     if (!linkedToFile.isEmpty())
-        result.append(LinkedToFileSuffix.arg(printablePath(linkedToFile)), StyledText::Grey);
+        result.append((text.contains(u'\n') ? QStringLiteral("\n") : LinkedToFileSeparator)
+                          + printablePath(linkedToFile),
+                      StyledText::Grey);
+    const QString warnings = userInfo.value(Warnings).toString();
+    if (!warnings.isEmpty())
+        result.append(u'\n' + warnings, WarningOrange);
     m_controller->appModel()->addNewCompilerResultWithTime(userInfo.value(Time).toDateTime(),
                                                            abbreviateWithTilde(userInfo.value(File).toString()), result);
-    m_controller->setActiveTabViewIndex(MainAppController::CompilerLogTab);
+    // Only a failure, and only if the user wants, takes the window away from what the user does.
+    if (!userInfo.value(Successful).toBool()
+        && UserDefaults::standardUserDefaults()->boolForKey(UserDefaultsKeys::ShowLogOnFailure))
+        m_controller->setActiveTabViewIndex(MainAppController::CompilerLogTab);
     m_controller->scrollTableViewsToLastRow();
 }
 

@@ -31,6 +31,8 @@ inline constexpr QLatin1StringView FilesArray{"filesArray"};
 inline constexpr QLatin1StringView UndecodableFiles{"undecodableFiles"};
 } // namespace ResultKey
 const QString Pass = QStringLiteral("pass");
+// The folder is in the project already: nothing to do, and nothing wrong.
+const QString AlreadyThere = QStringLiteral("already there");
 const QString Fail = QStringLiteral("fail");
 
 const QString TooBroadTitle = QStringLiteral("Select a More Specific Path");
@@ -39,7 +41,6 @@ const QString TooBroadMessage = QStringLiteral(
     "subpaths can significantly reduce performance. Choose a more specific path. (A good example "
     "would be '~/Projects/clients/some-client'.)");
 const QString AlreadyIncludedTitle = QStringLiteral("Path Already Included");
-const QString AlreadyWatchingMessage = QStringLiteral("We're already watching %1");
 const QString InsideWatchedFolderMessage = QStringLiteral(
     "The path you selected is part of a folder we're already watching: %1  \n \n As a result, "
     "there's no need to add it.");
@@ -156,8 +157,11 @@ FolderAdder::Validation FolderAdder::asynchronouslyValidatePath(const QString &p
     // folders makes that folder acceptable.
     const QString folder = QDir::cleanPath(isLessFile(path) ? deletingLastPathComponent(path) : path);
     const Overlap overlap = overlapOf(folder, watchedFolders);
-    if (!overlap.same.isEmpty())
-        return {failedValidation(AlreadyIncludedTitle, AlreadyWatchingMessage.arg(overlap.same)), {}};
+    if (!overlap.same.isEmpty()) {
+        QVariantMap result = emptyValidationResult();
+        result.insert(ResultKey::Result, AlreadyThere);
+        return {result, {}};
+    }
     if (!overlap.ancestor.isEmpty())
         return {failedValidation(AlreadyIncludedTitle, InsideWatchedFolderMessage.arg(overlap.ancestor)), {}};
 
@@ -183,6 +187,10 @@ void FolderAdder::absorbWatchedSubfolders(const QList<AbsorbedFolder> &folders)
 void FolderAdder::didFinishValidatingPathWithResult(const QVariantMap &result)
 {
     m_controller->hideSpinner();
+    if (result.value(ResultKey::Result) == AlreadyThere) {
+        didFinishAdding();
+        return;
+    }
     if (result.value(ResultKey::Result).toString().compare(Pass, Qt::CaseInsensitive) != 0) {
         m_controller->reportError(result.value(ResultKey::ErrorTitle).toString(),
                                   result.value(ResultKey::ErrorMessage).toString());

@@ -1,6 +1,7 @@
 #include "CompilerArrayController.h"
 
 #include "ZRMCompilerResultTableCell.h"
+#include "engine/CompileErrorLocation.h"
 #include "model/LessModel.h"
 #include "support/PathUtils.h"
 
@@ -57,6 +58,29 @@ QVariant resultData(const StyledText &result, int role)
 
 } // namespace
 
+QString CompilerArrayController::fileOfRow(int row, int *line) const
+{
+    const CompilerResultHolder &entry = m_model->compilerResultData().at(row);
+    const CompileErrorLocation error = CompileErrorLocation::parse(entry.result().plainText());
+    if (line)
+        *line = error.line;
+    return error.isValid() ? error.file : PathUtils::expandTilde(entry.file());
+}
+
+QString CompilerArrayController::textOfRow(int row) const
+{
+    const CompilerResultHolder &entry = m_model->compilerResultData().at(row);
+    return entry.time().toString(TimeFormat) + u' ' + entry.file() + u' ' + entry.result().plainText();
+}
+
+// A file of the project by its path in its watched folder; anything else as it is.
+QString CompilerArrayController::nameInItsFolder(const QString &file) const
+{
+    const QString path = PathUtils::expandTilde(file);
+    const QString folder = m_model->watchedFolderHolding(path);
+    return folder.isEmpty() || path == folder ? file : path.mid(folder.size() + 1);
+}
+
 CompilerArrayController::CompilerArrayController(LessModel *model, QObject *parent)
     : QAbstractTableModel(parent), m_model(model)
 {
@@ -94,8 +118,9 @@ QVariant CompilerArrayController::data(const QModelIndex &index, int role) const
     case TimeColumn:
         return role == Qt::DisplayRole ? entry.time().toString(TimeFormat) : QVariant();
     case FileColumn:
-        return role == Qt::DisplayRole || role == Qt::ToolTipRole ? PathUtils::printablePath(entry.file())
-                                                                  : QVariant();
+        if (role == Qt::DisplayRole)
+            return PathUtils::printablePath(nameInItsFolder(entry.file()));
+        return role == Qt::ToolTipRole ? PathUtils::printablePath(entry.file()) : QVariant();
     default:
         return resultData(entry.result(), role);
     }

@@ -32,12 +32,19 @@ public:
     void tableViewColumnDidResize(const QHeaderView *columns);
     int heightOfRow(int row) const;
 
+    // What the entry is about: the file the compiler's error names, at its
+    // line, else the entry's own file at line 0.
+    QString fileOfRow(int row, int *line = nullptr) const;
+    // The entry as one line of text and its continuation lines.
+    QString textOfRow(int row) const;
+
 Q_SIGNALS:
     void rowHeightsChanged(int first, int count);
 
 private:
     void followModel();
     bool isCell(const QModelIndex &index) const;
+    QString nameInItsFolder(const QString &file) const;
 
     LessModel *m_model;
     QList<float> m_columnWidths;

@@ -1,11 +1,17 @@
 #include "CompilerLogPage.h"
 
 #include "CompilerArrayController.h"
+#include "EditorLauncher.h"
+#include "FileViewer.h"
 #include "WindowControls.h"
 #include "ZRMCompilerResultTableCell.h"
 #include "ZRMSingleLineItemDelegate.h"
 
+#include <QClipboard>
+#include <QFileInfo>
+#include <QGuiApplication>
 #include <QHBoxLayout>
+#include <QMenu>
 #include <QHeaderView>
 #include <QPushButton>
 #include <QTableView>
@@ -31,6 +37,7 @@ CompilerLogPage::CompilerLogPage(CompilerArrayController *log, const QString &na
     setUpColumns();
     followColumnWidths();
     followRowHeights();
+    offerEntryActions();
 
     auto *buttons = new QHBoxLayout;
     buttons->addStretch();
@@ -41,6 +48,37 @@ CompilerLogPage::CompilerLogPage(CompilerArrayController *log, const QString &na
     layout->addWidget(m_tableView, 1);
     layout->addLayout(buttons);
     setLayout(layout);
+}
+
+// A double-click opens the file at the error; the context menu offers the rest.
+void CompilerLogPage::offerEntryActions()
+{
+    connect(m_tableView, &QAbstractItemView::doubleClicked, this,
+            [this](const QModelIndex &index) { openInEditor(index.row()); });
+    m_tableView->setContextMenuPolicy(Qt::CustomContextMenu);
+    connect(m_tableView, &QWidget::customContextMenuRequested, this, [this](const QPoint &position) {
+        const int row = m_tableView->indexAt(position).row();
+        if (row < 0)
+            return;
+        const bool isFile = QFileInfo(m_log->fileOfRow(row)).isFile();
+        QMenu menu;
+        menu.addAction(tr("Copy"), this, [this, row] { QGuiApplication::clipboard()->setText(m_log->textOfRow(row)); });
+        menu.addAction(tr("Open in Editor"), this, [this, row] { openInEditor(row); })->setEnabled(isFile);
+        menu.addAction(tr("Show in Folder"), this, [this, row] {
+            FileViewer::reveal({m_log->fileOfRow(row)});
+        })->setEnabled(isFile);
+        menu.exec(m_tableView->viewport()->mapToGlobal(position));
+    });
+}
+
+void CompilerLogPage::openInEditor(int row) const
+{
+    if (row < 0)
+        return;
+    int line = 0;
+    const QString file = m_log->fileOfRow(row, &line);
+    if (QFileInfo(file).isFile())
+        EditorLauncher::open(file, line);
 }
 
 void CompilerLogPage::setUpColumns()

@@ -19,6 +19,8 @@ public:
     QTableView *tableView() const { return m_tableView; }
 
 private:
+    void offerEntryActions();
+    void openInEditor(int row) const;
     void setUpColumns();
     void followColumnWidths();
     void followRowHeights();

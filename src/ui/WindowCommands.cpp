@@ -235,7 +235,6 @@ void WindowCommands::updateControlStates()
     m_autoCompileAction->setEnabled(idle);
     m_chooseCSSPathAction->setEnabled(idle && hasSelectedFiles);
     m_clearCSSPathAction->setEnabled(idle && hasSelectedFiles);
-    m_tabActions->setEnabled(idle);
     m_clearLogAction->setEnabled(idle && hasLog);
 }
 
