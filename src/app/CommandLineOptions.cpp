@@ -37,6 +37,12 @@ struct Parser
     QCommandLineOption autoCompile{QStringLiteral("auto-compile"),
                                    QStringLiteral("Switch auto-compile on or off for this run only."),
                                    QStringLiteral("on|off")};
+    QCommandLineOption quiet{QStringLiteral("quiet"),
+                             QStringLiteral("With --headless or --compile-all: print errors only.")};
+    QCommandLineOption json{
+        QStringLiteral("json"),
+        QStringLiteral("With --headless or --compile-all: print each compile as one JSON object a line "
+                       "(time, file, triggeredBy, ok, message, warnings, css, milliseconds).")};
 };
 
 Parser::Parser() : help(parser.addHelpOption()), version(parser.addVersionOption())
@@ -48,6 +54,8 @@ Parser::Parser() : help(parser.addHelpOption()), version(parser.addVersionOption
     parser.addOption(headless);
     parser.addOption(compileAll);
     parser.addOption(autoCompile);
+    parser.addOption(quiet);
+    parser.addOption(json);
     parser.addPositionalArgument(QStringLiteral("PATH"),
                                  QStringLiteral("A folder to add to the watched folders (a LESS file "
                                                 "adds the folder that holds it)."),
@@ -59,7 +67,8 @@ Parser::Parser() : help(parser.addHelpOption()), version(parser.addVersionOption
 bool CommandLineOptions::needsWindow(const QStringList &arguments)
 {
     Parser options;
-    return options.parser.parse(arguments) && !options.wantsHelp() && !options.parser.isSet(options.version)
+    const bool parsed = options.parser.parse(arguments) || !options.parser.unknownOptionNames().isEmpty();
+    return parsed && !options.wantsHelp() && !options.parser.isSet(options.version)
            && !options.parser.isSet(options.headless) && !options.parser.isSet(options.compileAll);
 }
 
@@ -74,6 +83,8 @@ std::optional<CommandLineOptions> CommandLineOptions::parse(const QCoreApplicati
         *exitCode = UsageErrorExitCode;
         return std::nullopt;
     }
+    if (parser.isSet(QStringLiteral("help-all")))
+        parser.process(application); // prints Qt's options too, and exits
     if (options.wantsHelp()) {
         std::fputs(qUtf8Printable(parser.helpText()), stdout);
         return std::nullopt;
@@ -102,6 +113,13 @@ std::optional<CommandLineOptions> CommandLineOptions::parse(const QCoreApplicati
             return std::nullopt;
         }
         result.autoCompile = value == On;
+    }
+    result.quiet = parser.isSet(options.quiet);
+    result.json = parser.isSet(options.json);
+    if ((result.quiet || result.json) && result.mode == Mode::Window) {
+        printError(QStringLiteral("--quiet and --json go with --headless or --compile-all."));
+        *exitCode = UsageErrorExitCode;
+        return std::nullopt;
     }
     result.paths = parser.positionalArguments();
     return result;

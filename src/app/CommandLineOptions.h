@@ -17,9 +17,13 @@ struct CommandLineOptions
     Mode mode = Mode::Window;
     QStringList paths;
     std::optional<bool> autoCompile;
+    // How the log is printed without a window: errors only; as JSON lines.
+    bool quiet = false;
+    bool json = false;
 
     // Whether the arguments start the window, and so need a display; help,
-    // version, usage errors and the modes without a window do not.
+    // version, usage errors and the modes without a window do not. Options
+    // unknown to Cascader are left for Qt's own (-style, -platform).
     static bool needsWindow(const QStringList &arguments);
     // Parses the application's arguments; prints --help and --version answers
     // and usage errors itself, and then returns nothing with the exit code to use.

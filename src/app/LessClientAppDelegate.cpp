@@ -86,7 +86,15 @@ void LessClientAppDelegate::applicationWillFinishLaunching(std::optional<bool> a
 void LessClientAppDelegate::presentController()
 {
     if (!m_userInterface) {
-        new CompilerLogPrinter(m_appController->appModel(), this);
+        auto *printer = new CompilerLogPrinter(m_appController->appModel(), m_logStyle, this);
+        // Once the project and the folders given are in.
+        connect(this, &LessClientAppDelegate::applicationDidFinishLaunching, printer, [this, printer] {
+            if (m_appController->spinnerCount() == 0)
+                printer->announceWatching();
+            else
+                connect(m_appController, &MainAppController::spinnerStopped, printer,
+                        [printer] { printer->announceWatching(); }, Qt::SingleShotConnection);
+        });
         return;
     }
     if (UserDefaults::standardUserDefaults()->boolForKey(UserDefaultsKeys::UIMode)) {

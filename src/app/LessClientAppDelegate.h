@@ -1,5 +1,6 @@
 #pragma once
 
+#include "CompilerLogPrinter.h"
 #include "model/ProjectDataFile.h"
 #include "model/ProjectSaver.h"
 
@@ -42,6 +43,8 @@ public:
     // override (from the command line) holds for this run only.
     // How this run writes the project; the running instance owns it.
     void setProjectRole(ProjectSaver::Role role) { m_projectRole = role; }
+    // How a run without a window prints its log. Set it before launching.
+    void setLogStyle(CompilerLogPrinter::Style style) { m_logStyle = style; }
     void applicationWillFinishLaunching(std::optional<bool> autoCompileOverride = std::nullopt);
     bool hasFinishedLaunching() const { return m_hasFinishedLaunching; }
     // Quit: the switch, then the project, at once; nothing before the project
@@ -76,4 +79,5 @@ private:
     // Destroyed before the controller, whose model it reads.
     std::unique_ptr<ProjectSaver> m_projectSaver;
     ProjectSaver::Role m_projectRole = ProjectSaver::Role::Owner;
+    CompilerLogPrinter::Style m_logStyle;
 };

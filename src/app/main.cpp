@@ -20,13 +20,31 @@ namespace {
 
 using Mode = CommandLineOptions::Mode;
 
-// Only the window needs a display; the other modes run anywhere.
+const char NoDisplayMessage[] =
+    "cascader: there is no display to open the window on (neither DISPLAY nor WAYLAND_DISPLAY is set).\n"
+    "To watch and compile without a window, on a server or over ssh, run: cascader --headless FOLDER\n";
+
+// Qt would abort without a word of --headless; a platform named by hand is the user's choice.
+bool hasDisplay()
+{
+    return !qEnvironmentVariableIsEmpty("DISPLAY") || !qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY")
+           || !qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM");
+}
+
+// Only the window needs a display; the other modes run anywhere. Null when
+// the window is wanted and there is no display.
 std::unique_ptr<QCoreApplication> createApplication(int &argc, char **argv)
 {
     QStringList arguments;
     for (int index = 0; index < argc; ++index)
         arguments << QString::fromLocal8Bit(argv[index]);
-    if (CommandLineOptions::needsWindow(arguments)) {
+    // --help-all lists the options of Qt's GUI, which only its application knows.
+    const bool helpAll = arguments.contains(QStringLiteral("--help-all")) && hasDisplay();
+    if (helpAll || CommandLineOptions::needsWindow(arguments)) {
+        if (!hasDisplay() && !arguments.contains(QStringLiteral("-platform"))) {
+            std::fputs(NoDisplayMessage, stderr);
+            return nullptr;
+        }
         auto application = std::make_unique<QApplication>(argc, argv);
         QApplication::setWindowIcon(ApplicationIcon::icon());
         return application;
@@ -60,6 +78,12 @@ void saveAtQuit(LessClientAppDelegate &delegate)
     }
 }
 
+CompilerLogPrinter::Style logStyle(const CommandLineOptions &options)
+{
+    return {options.json, options.quiet, !options.json && CompilerLogPrinter::colourWanted(),
+            options.mode == Mode::Headless};
+}
+
 // The workers load less while the rest of Cascader starts.
 void startCompilerWorkers()
 {
@@ -83,6 +107,7 @@ int runUntilQuit(const CommandLineOptions &options, const QStringList &paths)
     startCompilerWorkers();
 
     LessClientAppDelegate delegate;
+    delegate.setLogStyle(logStyle(options));
     std::unique_ptr<DesktopUserInterface> desktop;
     if (options.mode == Mode::Window)
         desktop = std::make_unique<DesktopUserInterface>(&delegate);
@@ -108,6 +133,7 @@ int runCompileAll(const CommandLineOptions &options, const QStringList &paths)
 {
     startCompilerWorkers();
     LessClientAppDelegate delegate;
+    delegate.setLogStyle(logStyle(options));
     const RunningInstance runningInstance;
     if (runningInstance.isRunning()) {
         delegate.setProjectRole(ProjectSaver::Role::ReadOnly);
@@ -138,6 +164,8 @@ int runCompileAll(const CommandLineOptions &options, const QStringList &paths)
 int main(int argc, char *argv[])
 {
     const std::unique_ptr<QCoreApplication> application = createApplication(argc, argv);
+    if (!application)
+        return 1;
     QCoreApplication::setApplicationName(BundleInfo::ApplicationName);
     QCoreApplication::setApplicationVersion(BundleInfo::value(BundleInfo::CFBundleShortVersionString));
 

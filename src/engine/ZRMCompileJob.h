@@ -15,4 +15,6 @@ struct ZRMCompileJob
     QDateTime started;
     // Runs so far: a worker lost during the first is followed by one more.
     int attempts = 0;
+    // The saved file that made an importer compile, else empty.
+    QString triggeredBy;
 };

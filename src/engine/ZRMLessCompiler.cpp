@@ -152,7 +152,7 @@ bool ZRMLessCompiler::beginCompilingFileAtPath(const QString &path, const QStrin
     const QString label = linkedToPath.isEmpty() ? QString()
                                                  : QStringLiteral("[Triggered by: %1]")
                                                        .arg(PathUtils::lastPathComponent(linkedToPath));
-    const ZRMCompileJob job{path, toPath, compress, label, QDateTime::currentDateTime(), 0};
+    const ZRMCompileJob job{path, toPath, compress, label, QDateTime::currentDateTime(), 0, linkedToPath};
     if (!QFileInfo::exists(PathUtils::deletingLastPathComponent(toPath))) {
         postStart(path);
         QMetaObject::invokeMethod(
@@ -186,6 +186,7 @@ void ZRMLessCompiler::didFinishCompiling(const ZRMCompileJob &job, bool ok, cons
     result.insert(FilesRead, filesRead);
     result.insert(Warnings, warnings.trimmed());
     result.insert(OutputPath, job.output);
+    result.insert(TriggeredBy, job.triggeredBy);
     result.insert(Milliseconds, job.started.msecsTo(QDateTime::currentDateTime()));
     didFinishCompilingFileWithResult(result);
 }

@@ -43,6 +43,8 @@ inline constexpr QLatin1StringView Successful{"successful"};
 inline constexpr QLatin1StringView FilesRead{"filesRead"};
 // What the compiler warned of (less's deprecation warnings and the like); empty when nothing.
 inline constexpr QLatin1StringView Warnings{"warnings"};
+// The path of the saved file that made an importer compile, else empty.
+inline constexpr QLatin1StringView TriggeredBy{"triggeredBy"};
 // From the compile's start to its outcome.
 inline constexpr QLatin1StringView Milliseconds{"milliseconds"};
 
