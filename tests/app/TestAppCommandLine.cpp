@@ -2,6 +2,8 @@
 
 #include <QDirIterator>
 #include <QElapsedTimer>
+#include <QJsonDocument>
+#include <QJsonObject>
 #include <QLocalSocket>
 #include <QProcess>
 #include <QRegularExpression>
@@ -201,10 +203,52 @@ private Q_SLOTS:
                                                   "of their folders, are not valid UTF-8. Rename them to compile them:");
         QVERIFY2(cascader.printed(report.chopped(1) + "\n    " + QRegularExpression::escape(R"(bad\xFF.less)") + "$"),
                  cascader.output.constData());
-        const QRegularExpression logLineStart(QStringLiteral("^(\\d\\d:\\d\\d:\\d\\d  |    )"));
+        // A compile error is also given as FILE:LINE:COLUMN: for editors and CI.
+        QVERIFY(cascader.printed("^" + QRegularExpression::escape(names) + "/b\\.less:2:10: NameError: variable @missing is undefined$"));
+        const QRegularExpression logLineStart(QStringLiteral("^(\\d\\d:\\d\\d:\\d\\d  |    |/.*:\\d+:\\d+: )"));
         for (const QString &line : QString::fromUtf8(cascader.output).split(u'\n', Qt::SkipEmptyParts))
             QVERIFY2(logLineStart.match(line).hasMatch(), qPrintable(line));
         QVERIFY(!cascader.process.readAllStandardError().contains("does not exist"));
+    }
+
+    // --json: one object a line with each outcome's fields; --quiet: errors
+    // only; --headless says what it watches; without a display the window
+    // points at --headless.
+    void outputForMachinesAndTerminals()
+    {
+        const QString site = home() + "/json";
+        writeFile(site + "/ok.less", ".m() { a: b; }\n.x { .m; }\n");
+        writeFile(site + "/bad.less", "a { color: @missing; }\n");
+        Cascader json(m_environment, {"--compile-all", "--json", site});
+        QVERIFY(json.exitedWith(1));
+        QHash<QString, QJsonObject> outcomes;
+        for (const QByteArray &line : json.process.readAllStandardOutput().split('\n')) {
+            QJsonParseError error;
+            const QJsonObject outcome = QJsonDocument::fromJson(line, &error).object();
+            QVERIFY2(line.isEmpty() || error.error == QJsonParseError::NoError, line.constData());
+            outcomes.insert(outcome.value("file").toString(), outcome);
+        }
+        const QJsonObject ok = outcomes.value(site + "/ok.less"), bad = outcomes.value(site + "/bad.less");
+        QVERIFY(ok.value("ok").toBool() && ok.value("warnings").toString().startsWith("DEPRECATED WARNING"));
+        QCOMPARE(ok.value("css").toString(), site + "/ok.css");
+        QVERIFY(!bad.value("ok").toBool() && bad.value("message").toString().contains("@missing"));
+        QVERIFY(bad.value("milliseconds").isDouble() && bad.value("triggeredBy").isNull()
+                && !bad.value("time").toString().isEmpty());
+
+        Cascader quiet(m_environment, {"--compile-all", "--quiet", site});
+        QVERIFY(quiet.exitedWith(1));
+        QVERIFY(quiet.printed("^" + QRegularExpression::escape(site) + "/bad\\.less:1:12: "));
+        QVERIFY(!quiet.printed("ok\\.less"));
+
+        Cascader headless(m_environment, {"--headless", site});
+        QVERIFY(QTest::qWaitFor([&] { return headless.printed("^Watching 2 LESS files in 1 folder$"); }, Timeout));
+
+        QProcessEnvironment noDisplay = m_environment;
+        for (const char *variable : {"DISPLAY", "WAYLAND_DISPLAY", "QT_QPA_PLATFORM"})
+            noDisplay.remove(QLatin1String(variable));
+        Cascader window(noDisplay, {});
+        QVERIFY(window.exitedWith(1));
+        QVERIFY(window.process.readAllStandardError().contains("cascader --headless"));
     }
 
     void secondStartHandsItsPathsToTheFirst_data()

@@ -19,12 +19,13 @@ void TestCompilerLog::compileResultsEnterTheLog()
     QTemporaryDir site(QDir::homePath() + QStringLiteral("/site-XXXXXX"));
     const QString less = site.filePath(QStringLiteral("less"));
     writeFile(less + "/variables.less", "@c: #123;\n");
-    writeFile(less + "/main.less", "@import 'variables';\na { color: @c; }\n");
+    writeFile(less + "/main.less", "@import 'variables';\n.m() { b: c; }\na { color: @c; .m; }\n");
     writeFile(less + "/broken.less", "a { color: red; }\n");
     m_controller->beginValidatingPath(site.path());
     QVERIFY(waitUntilIdle(*m_controller));
     QVERIFY(waitUntilWatched(m_controller->appModel()->getAllLessFilesAndIncludeIgnoredOnes(true)));
     m_controller->setJAutoCompileEnabled(true);
+    m_controller->setActiveTabViewIndex(0);
 
     const QList<CompilerResultHolder> &log = m_controller->appModel()->compilerResultData();
     // The partial compiles only inside the file that imports it.
@@ -33,14 +34,16 @@ void TestCompilerLog::compileResultsEnterTheLog()
     QCOMPARE(log.at(0).file(), PathUtils::abbreviateWithTilde(less + "/main.less"));
     QVERIFY(log.at(0).file().startsWith(QStringLiteral("~/site-")));
     const QList<StyledText::Run> importer = log.at(0).result().runs();
-    QCOMPARE(importer.size(), 2);
+    // A success leaves the user where they are; the compiler's warning follows it in its own colour.
+    QCOMPARE(importer.size(), 3);
     QCOMPARE(importer.at(0).color, (RgbaColor{0, 0.573, 0, 1}));
     QCOMPARE(importer.at(1).text, QStringLiteral("  [Triggered by: variables.less]"));
     QCOMPARE(importer.at(1).color, StyledText::Grey);
+    QVERIFY(importer.at(2).text.startsWith(QStringLiteral("\nDEPRECATED WARNING")));
+    QVERIFY(importer.at(2).color != importer.at(0).color && importer.at(2).color != StyledText::Red);
     QVERIFY(readFile(less + "/main.css").contains("#456"));
-    QCOMPARE(m_controller->activeTabViewIndex(), MainAppController::CompilerLogTab);
+    QCOMPARE(m_controller->activeTabViewIndex(), 0);
 
-    m_controller->setActiveTabViewIndex(0);
     writeFile(less + "/broken.less", "a { color: @missing; }\n");
     QTRY_COMPARE_WITH_TIMEOUT(log.size(), 2, Timeout);
     const StyledText error = log.constLast().result();

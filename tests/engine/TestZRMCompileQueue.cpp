@@ -15,7 +15,7 @@ class TestZRMCompileQueue : public QObject
     {
         const QString name = word.section(u'~', 0, 0).section(u'>', 0, 0);
         const QString output = word.contains(u'>') ? word.section(u'>', 1).section(u'~', 0, 0) : name;
-        return {name + ".less", output + ".css", false, {}, {}, 0};
+        return {name + ".less", output + ".css", false, {}, {}, 0, {}};
     }
 
 private Q_SLOTS:

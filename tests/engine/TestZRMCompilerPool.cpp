@@ -59,7 +59,7 @@ class TestZRMCompilerPool : public QObject
 
     void compile(const QString &input)
     {
-        m_pool->compile({input, input.chopped(5) + ".css", false, {}, {}, 0});
+        m_pool->compile({input, input.chopped(5) + ".css", false, {}, {}, 0, {}});
     }
 
     // A plain file compiles: the pool is sound again.
