@@ -1,5 +1,7 @@
 #include "FilesArrayController.h"
 
+#include <algorithm>
+
 #include "ItemRoles.h"
 #include "PathsArrayController.h"
 #include "model/LessModel.h"
@@ -244,6 +246,19 @@ void FilesArrayController::clearCSSFileOutputPathOnSelectedLESSFiles()
 {
     for (LessHolder *file : selectedObjects())
         file->clearCSSFileOutputPath();
+}
+
+void FilesArrayController::setCompressionOnSelectedLESSFiles(bool compress)
+{
+    for (LessHolder *file : selectedObjects())
+        file->setShouldCompressCSSOutput(compress);
+}
+
+bool FilesArrayController::selectedLESSFilesAreCompressed() const
+{
+    const QList<LessHolder *> files = selectedObjects();
+    return !files.isEmpty()
+           && std::all_of(files.cbegin(), files.cend(), [](const LessHolder *file) { return file->shouldCompressCSSOutput(); });
 }
 
 QString FilesArrayController::pathForFirstSelectedLESSFile() const

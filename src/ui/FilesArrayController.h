@@ -26,6 +26,9 @@ public:
 
     void setCSSFileOutputPathOnSelectedLESSFiles(const QString &folder);
     void clearCSSFileOutputPathOnSelectedLESSFiles();
+    void setCompressionOnSelectedLESSFiles(bool compress);
+    // Every selected file compresses its CSS (false when none is selected).
+    bool selectedLESSFilesAreCompressed() const;
     // Empty when nothing is selected.
     QString pathForFirstSelectedLESSFile() const;
 

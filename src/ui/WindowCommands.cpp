@@ -118,6 +118,10 @@ void WindowCommands::createActions()
     // The button under the file list has less room than the menu.
     m_chooseCSSPathAction->setIconText(tr("Choose CSS Output…"));
     m_clearCSSPathAction = createCommand(tr("&Reset CSS Output"), {}, this, &WindowCommands::clearCSSPath);
+    m_compressAction = createAction(tr("Co&mpress CSS"), {});
+    m_compressAction->setCheckable(true);
+    connect(m_compressAction, &QAction::triggered, m_window->filesController(),
+            &FilesArrayController::setCompressionOnSelectedLESSFiles);
     m_revealFilesAction = createCommand(tr("Show in File Manager"), {}, m_window->filesController(),
                                         &FilesArrayController::revealSelectedRowsInFinder);
 
@@ -151,7 +155,7 @@ void WindowCommands::buildMenus()
     QMenu *compile = menuBar->addMenu(tr("&Compile"));
     compile->addActions({m_compileAllAction, m_autoCompileAction});
     compile->addSeparator();
-    compile->addActions({m_chooseCSSPathAction, m_clearCSSPathAction});
+    compile->addActions({m_chooseCSSPathAction, m_clearCSSPathAction, m_compressAction});
 
     QMenu *view = menuBar->addMenu(tr("&View"));
     view->addActions(m_tabActions->actions());
@@ -189,7 +193,8 @@ QList<QAction *> WindowCommands::folderListCommands()
 
 QList<QAction *> WindowCommands::fileListCommands()
 {
-    return {m_revealFilesAction, createSeparator(m_window), m_chooseCSSPathAction, m_clearCSSPathAction};
+    return {m_revealFilesAction, createSeparator(m_window), m_chooseCSSPathAction, m_clearCSSPathAction,
+            m_compressAction};
 }
 
 // ---- What can run
@@ -235,6 +240,8 @@ void WindowCommands::updateControlStates()
     m_autoCompileAction->setEnabled(idle);
     m_chooseCSSPathAction->setEnabled(idle && hasSelectedFiles);
     m_clearCSSPathAction->setEnabled(idle && hasSelectedFiles);
+    m_compressAction->setEnabled(idle && hasSelectedFiles);
+    m_compressAction->setChecked(m_window->filesController()->selectedLESSFilesAreCompressed());
     m_clearLogAction->setEnabled(idle && hasLog);
 }
 

@@ -74,6 +74,7 @@ private:
     QAction *m_revealFoldersAction;
     // On the file list.
     QAction *m_chooseCSSPathAction;
+    QAction *m_compressAction = nullptr;
     QAction *m_clearCSSPathAction;
     QAction *m_revealFilesAction;
     // On the whole window.

@@ -46,12 +46,23 @@ QColor ZRMTableView::currentHighlightColor() const
     return hasFocus() && isActiveWindow() ? m_highlightColorInFocusView : m_highlightColorOutOfFocusView;
 }
 
+void ZRMTableView::setPlaceholderText(const QString &text)
+{
+    m_placeholderText = text;
+    viewport()->update();
+}
+
 void ZRMTableView::paintEvent(QPaintEvent *event)
 {
     {
         QPainter painter(viewport());
         drawAlternatingRows(painter, event->rect());
         highlightSelectionInClipRect(painter, event->rect());
+        if (!m_placeholderText.isEmpty() && (!model() || model()->rowCount(rootIndex()) == 0)) {
+            painter.setPen(palette().color(QPalette::PlaceholderText));
+            painter.drawText(viewport()->rect().adjusted(12, 0, -12, 0), Qt::AlignCenter | Qt::TextWordWrap,
+                             m_placeholderText);
+        }
     }
     QTableView::paintEvent(event);
 }

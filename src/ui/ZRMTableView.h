@@ -17,6 +17,8 @@ public:
     const QColor &jHighlightColorInFocusView() const { return m_highlightColorInFocusView; }
     const QColor &jHighlightColorOutOfFocusView() const { return m_highlightColorOutOfFocusView; }
     QColor currentHighlightColor() const;
+    // Shown in the middle of the table while it has no rows.
+    void setPlaceholderText(const QString &text);
 
 protected:
     void paintEvent(QPaintEvent *event) override;
@@ -31,4 +33,5 @@ private:
 
     QColor m_highlightColorInFocusView;
     QColor m_highlightColorOutOfFocusView;
+    QString m_placeholderText;
 };

@@ -1,5 +1,7 @@
 #include "ZRMWindow.h"
 
+#include "ZRMTableView.h"
+
 #include "CompilerArrayController.h"
 #include "CompilerLogPage.h"
 #include "ErrorSheet.h"
@@ -214,6 +216,9 @@ QWidget *ZRMWindow::buildFilesPage()
                                           ZRMLessFileTableCell::RowHeight, this);
     connect(m_lessFilesTableView, &QAbstractItemView::doubleClicked, files,
             &FilesArrayController::handleDoubleClicks);
+    if (auto *table = qobject_cast<ZRMTableView *>(m_lessFilesTableView))
+        table->setPlaceholderText(tr("Select a folder on the left to see its LESS files.\n"
+                                     "Add a folder with the + button, or drop one on this window."));
 
     auto *buttons = new QHBoxLayout;
     for (QAction *command : m_commands->cssOutputCommands())

@@ -157,19 +157,20 @@ private Q_SLOTS:
         }
     }
 
-    // Nested spinners: the first message stays, controls return with the last hide.
+    // Nested spinners: the first message stays, controls return with the last
+    // hide; the tabs work throughout.
     void spinnerShowsTheFirstMessageAndDisablesControls()
     {
         addFolder(model(), "/p/alpha", {});
         logResult("x");
+        QWidget *tabs = m_window->tabViewSelectionButtons()->segment(0);
         const QList<QWidget *> controls{m_window->pathButtons()->segment(WindowCommands::RefreshPathsButton),
-                                        m_window->tabViewSelectionButtons()->segment(0),
                                         m_window->autoCompileCheckbox(), m_window->findChild<QWidget *>("Clear Log")};
         const auto enabledCount = [&controls] {
             return std::count_if(controls.cbegin(), controls.cend(), [](QWidget *c) { return c->isEnabled(); });
         };
         QCOMPARE(enabledCount(), controls.size());
-        m_window->tabViewSelectionButtons()->segment(0)->setFocus();
+        tabs->setFocus();
 
         m_controller->showSpinnerWithMessage("Validating Path...");
         m_controller->showSpinnerWithMessage("Refreshing Folders...");
@@ -179,7 +180,7 @@ private Q_SLOTS:
         QVERIFY(m_window->progressLabel()->isVisible());
         QCOMPARE(m_window->progressLabel()->text(), "Validating Path...");
         QCOMPARE(enabledCount(), 0);
-        QVERIFY(!action("Compile All")->isEnabled());
+        QVERIFY(!action("Compile All")->isEnabled() && tabs->isEnabled());
 
         m_controller->hideSpinner();
         QCOMPARE(m_window->progressLabel()->text(), "Validating Path...");
