@@ -28,6 +28,15 @@ const QString RefreshTitle = QStringLiteral("Folder Refresh");
 const QString AppModeTitle = QStringLiteral("Start-up");
 const QString AutoUpdateText = QStringLiteral("Check for updates at start-up");
 const QString BringToFrontText = QStringLiteral("Bring Cascader to the front when a compile fails");
+const QString ShowLogOnFailureText = QStringLiteral("Show the log when a compile fails");
+const QString NotificationsText = QStringLiteral("Notify of:");
+// The preference's values, in the order the menu lists them.
+const QStringList NotificationChoices{QStringLiteral("all"), QStringLiteral("failures"), QStringLiteral("none")};
+const QStringList NotificationLabels{QStringLiteral("Every compile"), QStringLiteral("Failed compiles"),
+                                     QStringLiteral("Nothing")};
+const QString EditorText = QStringLiteral("Open files with:");
+const QString EditorPlaceholder = QStringLiteral("$VISUAL or $EDITOR, else the desktop's choice");
+const QString EditorNote = QStringLiteral("A command: %f stands for the file, %l for the line.");
 const QString CompressCSSText = QStringLiteral("Compress the CSS of newly added files");
 const QString AutoSetCSSPathsText =
     QStringLiteral("Write CSS into the \u201Ccss\u201D folder beside a LESS folder, when there is one");
@@ -166,9 +175,31 @@ QWidget *PreferencesController::buildGeneralSection()
 {
     m_autoUpdateButton = createCheckBox(AutoUpdateText, UserDefaultsKeys::UpdateAtStartup);
     m_bringToFrontButton = createCheckBox(BringToFrontText, UserDefaultsKeys::BringAppToFrontOnError);
-    auto *controls = new QVBoxLayout;
-    controls->addWidget(m_autoUpdateButton);
-    controls->addWidget(m_bringToFrontButton);
+    m_notificationsPopUpButton = new QComboBox(this);
+    m_notificationsPopUpButton->addItems(NotificationLabels);
+    connect(m_notificationsPopUpButton, &QComboBox::currentIndexChanged, this, [](int choice) {
+        UserDefaults::standardUserDefaults()->setObject(NotificationChoices.value(choice), UserDefaultsKeys::Notifications);
+    });
+    m_editorField = new QLineEdit(this);
+    m_editorField->setPlaceholderText(EditorPlaceholder);
+    connect(m_editorField, &QLineEdit::editingFinished, this, [this] {
+        UserDefaults::standardUserDefaults()->setObject(m_editorField->text().trimmed(), UserDefaultsKeys::EditorCommand);
+    });
+
+    auto *controls = new QGridLayout;
+    int row = 0;
+    for (QCheckBox *checkBox : {m_autoUpdateButton, m_bringToFrontButton,
+                                createCheckBox(ShowLogOnFailureText, UserDefaultsKeys::ShowLogOnFailure)})
+        controls->addWidget(checkBox, row++, 0, 1, 2);
+    for (const auto &[text, field] : {std::pair<QString, QWidget *>{NotificationsText, m_notificationsPopUpButton},
+                                      {EditorText, m_editorField}}) {
+        auto *label = new QLabel(text, this);
+        label->setBuddy(field);
+        controls->addWidget(label, row, 0);
+        controls->addWidget(field, row++, 1, field == m_editorField ? Qt::Alignment() : Qt::AlignLeading);
+    }
+    controls->addWidget(createNote(EditorNote, this), row, 1);
+    controls->setColumnStretch(1, 1);
     return createSection(GeneralTitle, controls, this);
 }
 
@@ -286,6 +317,12 @@ void PreferencesController::showUserDefaults()
         m_appModePopUpButton->setCurrentIndex(defaults->boolForKey(UserDefaultsKeys::UIMode) ? TrayMode
                                                                                               : WindowMode);
     }
+    {
+        const QSignalBlocker blocker(m_notificationsPopUpButton);
+        m_notificationsPopUpButton->setCurrentIndex(std::max<qsizetype>(
+            0, NotificationChoices.indexOf(defaults->objectForKey(UserDefaultsKeys::Notifications).toString())));
+    }
+    m_editorField->setText(defaults->objectForKey(UserDefaultsKeys::EditorCommand).toString());
     m_skippedFoldersField->setText(
         defaults->objectForKey(UserDefaultsKeys::SkippedFolders).toStringList().join(SkippedFoldersSeparator));
     setAutoRefreshLabel();

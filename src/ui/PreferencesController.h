@@ -64,4 +64,6 @@ private:
     QLabel *m_refreshLabel = nullptr;
     QComboBox *m_appModePopUpButton = nullptr;
     QLineEdit *m_skippedFoldersField = nullptr;
+    QComboBox *m_notificationsPopUpButton = nullptr;
+    QLineEdit *m_editorField = nullptr;
 };
