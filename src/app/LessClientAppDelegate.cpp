@@ -54,6 +54,10 @@ LessClientAppDelegate::LessClientAppDelegate(QObject *parent) : QObject(parent)
 {
     registerAppDefaults();
     m_appController = new MainAppController(this, this);
+    // Made here so that a user interface can follow it before launching.
+    // Headless runs in a desktop session notify too; without a notification
+    // service the helper stays silent.
+    m_growler = new GrowlHelper(this);
 }
 
 // The data file's reader posts back to this object.
@@ -73,9 +77,6 @@ void LessClientAppDelegate::applicationWillFinishLaunching(std::optional<bool> a
     m_autoCompileOverride = autoCompileOverride;
     m_projectSaver = std::make_unique<ProjectSaver>(m_appController->appModel(), ProjectDataFile());
     m_projectSaver->setRole(m_projectRole);
-    // Headless runs in a desktop session notify too; without a notification
-    // service the helper stays silent.
-    m_growler = new GrowlHelper(this);
     presentController();
     loadDataFromDisk();
 }

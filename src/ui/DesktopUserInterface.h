@@ -26,6 +26,9 @@ public:
     void showError(const QString &title, const QString &message) override;
 
 private:
+    // The newest log entry of file, in front.
+    void showCompilerLogOf(const QString &file);
+
     LessClientAppDelegate *m_appDelegate;
     std::unique_ptr<ZRMWindow> m_window;
     // A child of the window.
