@@ -21,6 +21,8 @@ QPalette withoutStyleHighlight(QPalette palette)
         palette.setColor(group, QPalette::HighlightedText, TableCellStyle::HighlightedText);
     }
     palette.setColor(QPalette::Base, TableCellStyle::EvenRow);
+    // The rows stay light in a dark colour scheme too, so their text stays dark.
+    palette.setColor(QPalette::Text, Qt::black);
     return palette;
 }
 

@@ -1,5 +1,6 @@
 // Writes pictures of the main window, filled with a small realistic project,
-// into the folder given on the command line.
+// into the folder given on the command line; with --dark, as a user of a dark
+// colour scheme sees them, under names that start with "dark-".
 
 #include "app/MainAppController.h"
 #include "engine/ZRMLessCompiler.h"
@@ -21,7 +22,9 @@
 #include <QItemSelectionModel>
 #include <QMessageBox>
 #include <QMimeData>
+#include <QPalette>
 #include <QPropertyAnimation>
+#include <QStyleFactory>
 #include <QTest>
 
 #include <cstdio>
@@ -29,6 +32,36 @@
 namespace {
 
 QString home(const QString &path) { return QDir::homePath() + u'/' + path; }
+
+QString namePrefix;
+
+// What the reader sees in messages, rather than the throw-away home's path.
+const QString ReaderHome = QStringLiteral("/home/alex");
+
+// Set before any window exists, as a desktop's colour scheme is.
+void useDarkScheme()
+{
+    QApplication::setStyle(QStyleFactory::create("Fusion"));
+    QPalette dark;
+    const QColor window(0x2d, 0x2d, 0x30), base(0x1e, 0x1e, 0x1e), text(0xe6, 0xe6, 0xe6);
+    dark.setColor(QPalette::Window, window);
+    dark.setColor(QPalette::WindowText, text);
+    dark.setColor(QPalette::Base, base);
+    dark.setColor(QPalette::AlternateBase, window);
+    dark.setColor(QPalette::ToolTipBase, base);
+    dark.setColor(QPalette::ToolTipText, text);
+    dark.setColor(QPalette::Text, text);
+    dark.setColor(QPalette::Button, window);
+    dark.setColor(QPalette::ButtonText, text);
+    dark.setColor(QPalette::BrightText, Qt::red);
+    dark.setColor(QPalette::Link, QColor(0x6c, 0xb4, 0xff));
+    dark.setColor(QPalette::Highlight, QColor(0x2f, 0x65, 0xca));
+    dark.setColor(QPalette::HighlightedText, Qt::white);
+    dark.setColor(QPalette::PlaceholderText, QColor(0x8c, 0x8c, 0x8c));
+    for (QPalette::ColorRole role : {QPalette::WindowText, QPalette::Text, QPalette::ButtonText})
+        dark.setColor(QPalette::Disabled, role, QColor(0x7f, 0x7f, 0x7f));
+    QApplication::setPalette(dark);
+}
 
 // The files exist, so that the engine watches them as it would a real project.
 bool addFolder(LessModel *model, const QString &folder, const QStringList &files)
@@ -77,8 +110,9 @@ bool fillProject(MainAppController &controller, ZRMWindow &window)
     controller.toggleAutoCompile();
     const QString main = home("Sites/acme-shop/less/main.less"), print = home("Sites/acme-shop/less/print.less");
     reportCompile(main, "Success!", true, 95);
+    const QString shownPrint = ReaderHome + "/Sites/acme-shop/less/print.less";
     reportCompile(print, QStringLiteral("ParseError: Unrecognised input. Possibly missing something in %1 on line 14, "
-                                        "column 5:\n13 .site-header {\n14     colour red\n15 }").arg(print), false, 143);
+                                        "column 5:\n13 .site-header {\n14     colour red\n15 }").arg(shownPrint), false, 143);
     reportCompile(main, "Success!", true, 171, "[Triggered by: base.less]");
     return true;
 }
@@ -87,7 +121,7 @@ bool fillProject(MainAppController &controller, ZRMWindow &window)
 bool save(QWidget *widget, const QDir &folder, const QString &name)
 {
     QTest::qWait(50);
-    const QString path = folder.filePath(name);
+    const QString path = folder.filePath(namePrefix + name);
     if (!widget->grab().save(path))
         return false;
     std::printf("%s\n", qUtf8Printable(path));
@@ -119,11 +153,16 @@ bool saveDrag(ZRMWindow *window, const QStringList &paths, const QDir &folder, c
 int main(int argc, char *argv[])
 {
     QApplication application(argc, argv);
-    if (argc != 2) {
-        std::fprintf(stderr, "usage: %s OUTDIR\n", argv[0]);
+    QStringList arguments = QApplication::arguments().mid(1);
+    if (arguments.removeAll("--dark") > 0) {
+        useDarkScheme();
+        namePrefix = "dark-";
+    }
+    if (arguments.size() != 1) {
+        std::fprintf(stderr, "usage: %s [--dark] OUTDIR\n", argv[0]);
         return 2;
     }
-    const QDir folder(QString::fromLocal8Bit(argv[1]));
+    const QDir folder(arguments.constFirst());
     MainAppController controller(nullptr);
     auto *window = new ZRMWindow(&controller);
     if (!folder.mkpath(".") || !fillProject(controller, *window))
