@@ -232,6 +232,17 @@ private Q_SLOTS:
         QCOMPARE(dataChanged.size(), 1);
         QVERIFY(!model()->pathData().at(0)->lessFiles().at(1)->checkboxState());
         QVERIFY(model()->pathData().at(0)->lessFiles().at(0)->checkboxState());
+
+        // Compression switches for every selected file at once.
+        files->selectAll();
+        QAction *compress = action("Compress CSS");
+        QVERIFY(compress->isEnabled() && !compress->isChecked());
+        compress->trigger();
+        for (const auto &file : model()->pathData().at(0)->lessFiles())
+            QVERIFY(file->shouldCompressCSSOutput());
+        files->clearSelection();
+        files->selectRow(0);
+        QVERIFY(compress->isChecked());
     }
 
     // On a width change the controller re-measures every row but the last, which the table measures.
