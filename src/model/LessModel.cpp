@@ -177,19 +177,23 @@ void LessModel::removePathFromModel(const QString &path)
 
 void LessModel::addLessFileToModel(const QString &path, const QString &folderPath)
 {
-    if (PathHolder *folder = folderTakingFileChanges(folderPath))
-        folder->addLessFileAtPath(path);
-    else
-        qCWarning(lcModel,
-                  "Tried to add the LESS file '%s' to model path '%s', but that path does not "
-                  "exist in the model.",
-                  qUtf8Printable(path), qUtf8Printable(folderPath));
+    addLessFilesToModel({path}, folderPath);
 }
 
 void LessModel::addLessFilesToModel(const QStringList &paths, const QString &folderPath)
 {
     if (PathHolder *folder = folderTakingFileChanges(folderPath))
         folder->addLessFilesAtPaths(paths);
+    else
+        qCWarning(lcModel,
+                  "Tried to add the LESS file '%s' to model path '%s', but that path does not "
+                  "exist in the model.",
+                  qUtf8Printable(paths.join(QStringLiteral("', '"))), qUtf8Printable(folderPath));
+}
+
+void LessModel::removeLessFileFromModel(const QString &path, const QString &folderPath)
+{
+    removeLessFilesFromModel({path}, folderPath);
 }
 
 void LessModel::removeLessFilesFromModel(const QStringList &paths, const QString &folderPath)
@@ -197,6 +201,11 @@ void LessModel::removeLessFilesFromModel(const QStringList &paths, const QString
     if (PathHolder *folder = folderTakingFileChanges(folderPath)) {
         folder->removeLessFilesAtPaths(paths);
         forgetImportsOf(paths);
+    } else {
+        qCWarning(lcModel,
+                  "Tried to remove the LESS file '%s' from model path '%s', but that path does "
+                  "not exist in the model.",
+                  qUtf8Printable(paths.join(QStringLiteral("', '"))), qUtf8Printable(folderPath));
     }
 }
 
@@ -229,19 +238,6 @@ void LessModel::setPathMissing(const QString &folderPath, bool missing)
 {
     if (PathHolder *folder = folderTakingFileChanges(folderPath))
         folder->setMissing(missing);
-}
-
-void LessModel::removeLessFileFromModel(const QString &path, const QString &folderPath)
-{
-    if (PathHolder *folder = folderTakingFileChanges(folderPath)) {
-        folder->removeLessFileAtPath(path);
-        forgetImportsOf({path});
-    } else {
-        qCWarning(lcModel,
-                  "Tried to remove the LESS file '%s' from model path '%s', but that path does "
-                  "not exist in the model.",
-                  qUtf8Printable(path), qUtf8Printable(folderPath));
-    }
 }
 
 void LessModel::replaceLessFilesForPath(const QString &folderPath, const QStringList &newLessFiles)
