@@ -6,6 +6,11 @@
 //
 // Standard input: one request per line,
 //   {"id":1,"input":"/abs/in.less","output":"/abs/out.css","compress":false}
+// and, beyond what lessc is given, any of
+//   "sourceMap":"file"|"inline", "autoprefix":true, "math":"parens-division",
+//   "strictUnits":true, "paths":["/abs/include"], "modifyVars":{"brand":"red"},
+//   "less":"/abs/project/node_modules/less"
+// A request with none of them gets lessc's output byte for byte.
 // Standard output, once loaded: {"ready":true,"less":"4.9.1"}, then one answer
 // per request, in order,
 //   {"id":1,"ok":true,"message":"","warnings":"","files":["/abs/in.less","/abs/import.less"]}
@@ -14,6 +19,7 @@
 
 const fs = require('fs');
 const path = require('path');
+const url = require('url');
 const util = require('util');
 const { StringDecoder } = require('string_decoder');
 
@@ -50,9 +56,13 @@ try {
   // lessc does without it too.
 }
 
+// The bundled less, and any project's own that a request names, each
+// loaded once: { less, fs, defaultOptions }.
+let bundled;
+const projectCompilers = new Map();
+// The bundled one's, which also reads and writes files for every compile.
 let less;
 let lessFs;
-let defaultOptions;
 // Loaded when a compile first asks for it, or a moment after start: a
 // Compile All without compression never waits for clean-css.
 let compressPlugin = null;
@@ -79,30 +89,75 @@ async function loadCompressPlugin() {
   return plugin;
 }
 
-async function load() {
-  // less's own bundle of the code lessc imports: the same compiler, loaded
-  // in a fraction of the time.
-  less = require('less');
-  lessFs = less.fs;
-  defaultOptions = (await import('less/lib/less/default-options.js')).default;
-  less.logger.addListener({
+// less's own bundle of the code lessc imports: the same compiler, loaded
+// in a fraction of the time.
+async function loadCompiler(moduleId, defaultOptionsId) {
+  const compiler = require(moduleId);
+  const defaults = await import(defaultOptionsId);
+  compiler.logger.addListener({
     warn: (msg) => console.warn(msg),
     error: (msg) => console.error(msg),
   });
+  // less 3 builds it as CommonJS with the function as its own default.
+  const defaultOptions = typeof defaults.default === 'function' ? defaults.default : defaults.default.default;
+  return { less: compiler, fs: compiler.fs || fs, defaultOptions };
+}
+
+async function load() {
+  bundled = await loadCompiler('less', 'less/lib/less/default-options.js');
+  less = bundled.less;
+  lessFs = bundled.fs;
+}
+
+async function compilerAt(folder) {
+  if (!folder) {
+    return bundled;
+  }
+  if (!projectCompilers.has(folder)) {
+    projectCompilers.set(folder, loadCompiler(folder, path.join(folder, 'lib', 'less', 'default-options.js')));
+  }
+  return projectCompilers.get(folder);
 }
 
 // The options lessc builds from `IN OUT [--yui-compress] --no-color`, but with
 // a new plugin manager per compile: lessc's process starts with an empty one,
 // and @plugin scripts must not linger into the next compile. importAtOnce
 // reads the imports synchronously, which lessc does not.
-function lesscOptions(input, plugins, importAtOnce) {
-  const options = defaultOptions();
+function lesscOptions(compiler, input, plugins, importAtOnce) {
+  const options = compiler.defaultOptions();
   options.plugins = plugins;
   options.reUsePluginManager = false;
   options.color = false;
   options.paths = [path.dirname(input)].concat(options.paths);
   options.filename = input;
   options.syncImport = importAtOnce;
+  return options;
+}
+
+// What a request asks beyond lessc's defaults.
+function languageOptions(options, request, output) {
+  if (request.math !== undefined) {
+    options.math = request.math;
+  }
+  if (request.strictUnits) {
+    options.strictUnits = true;
+  }
+  if (request.paths) {
+    options.paths = [options.paths[0], ...request.paths, ...options.paths.slice(1)];
+  }
+  if (request.modifyVars) {
+    options.modifyVars = request.modifyVars;
+  }
+  if (request.sourceMap) {
+    // Sources stay absolute here and become relative to the map once every
+    // step has had its say.
+    options.sourceMap = {
+      sourceMapFileInline: false,
+      sourceMapBasepath: '',
+      disableSourcemapAnnotation: true,
+      sourceMapOutputFilename: path.basename(output),
+    };
+  }
   return options;
 }
 
@@ -242,19 +297,24 @@ function failedToImport(err) {
 }
 
 // One render with the given options: its CSS, or the error it printed.
-async function render(data, options) {
+async function render(compiler, data, options) {
   let imports = null;
   try {
-    const rendering = less.render(data, options);
+    const rendering = compiler.less.render(data, options);
     // Set while render starts its parse, before anything else can compile.
-    imports = less.importManager;
+    imports = compiler.less.importManager;
     return { result: await unlessAborted(rendering), imports };
   } catch (err) {
     return { err, imports };
   }
 }
 
-async function compile(input, output, compress) {
+// lessc's own output, or more than lessc does when the request asks for it.
+function isPlainLessc(request) {
+  return !request.sourceMap && !request.autoprefix && !request.less;
+}
+
+async function compile(request, input, output) {
   let data;
   try {
     data = await unlessAborted(readFile(input));
@@ -265,8 +325,16 @@ async function compile(input, output, compress) {
     return { ok: false, files: [input] };
   }
   data = data.replace(/^\uFEFF/, '');
+  const plain = isPlainLessc(request);
+  let compiler;
+  try {
+    compiler = await compilerAt(request.less);
+  } catch (e) {
+    console.error(`lessc: cannot load less from ${request.less}: ${e.message}`);
+    return { ok: false, files: [input] };
+  }
   let plugins = [];
-  if (compress) {
+  if (request.compress && plain) {
     try {
       plugins = [await compressPluginLoaded()];
     } catch (e) {
@@ -274,16 +342,18 @@ async function compile(input, output, compress) {
       return { ok: false, files: [input] };
     }
   }
+  const optionsFor = (importAtOnce) =>
+    languageOptions(lesscOptions(compiler, input, plugins, importAtOnce), request, output);
   // Imports read at once are quicker and give the same CSS and the same
   // errors, except where an import itself fails: that compile renders again
   // reading them as lessc does, so that the message is lessc's to the letter.
-  let rendered = await render(data, lesscOptions(input, plugins, true));
+  let rendered = await render(compiler, data, optionsFor(true));
   if (rendered.err && rendered.err !== crashed && failedToImport(rendered.err)) {
     transcript = '';
     warnings = '';
-    rendered = await render(data, lesscOptions(input, plugins, false));
+    rendered = await render(compiler, data, optionsFor(false));
   }
-  const files = filesRead(input, rendered.imports);
+  const files = filesRead(input, rendered.imports, rendered.result);
   if (rendered.err) {
     const { err } = rendered;
     if (err !== crashed) {
@@ -293,15 +363,97 @@ async function compile(input, output, compress) {
     }
     return { ok: false, files };
   }
-  return { ok: await writeOutput(output, rendered.result.css), files };
+  if (plain) {
+    return { ok: await writeOutput(output, rendered.result.css), files };
+  }
+  let finished;
+  try {
+    finished = await finish(request, input, output, rendered.result);
+  } catch (e) {
+    console.error(`lessc: ${e.message}`);
+    return { ok: false, files };
+  }
+  const ok = (!finished.map || await writeOutput(`${output}.map`, finished.map))
+    && await writeOutput(output, finished.css);
+  return { ok, files };
 }
 
-function filesRead(input, imports) {
-  return [...new Set([input, ...Object.keys(imports ? imports.contents : {})])];
+// Prefixes, compression and the map's final form, each step carrying the map on.
+async function finish(request, input, output, { css, map }) {
+  let result = { css, map: map || null };
+  if (request.autoprefix) {
+    result = await prefix(result, input, output);
+  }
+  if (request.compress) {
+    result = YuiCompressPlugin.minify(result.css, result.map && relativeSourceMap(result.map, path.dirname(output)));
+  }
+  if (!request.sourceMap) {
+    return { css: result.css, map: null };
+  }
+  const mapText = relativeSourceMap(result.map, path.dirname(output));
+  if (request.sourceMap === 'inline') {
+    const encoded = Buffer.from(mapText).toString('base64');
+    return { css: `${result.css}\n/*# sourceMappingURL=data:application/json;base64,${encoded} */`, map: null };
+  }
+  return { css: `${result.css}\n/*# sourceMappingURL=${path.basename(output)}.map */`, map: mapText };
+}
+
+const YuiCompressPlugin = require('less-plugin-yui-compress');
+let autoprefixer = null;
+
+// The browsers come from the project's own .browserslistrc or package.json,
+// read afresh each time: the worker outlives edits of them.
+async function prefix({ css, map }, input, output) {
+  if (autoprefixer === null) {
+    autoprefixer = { postcss: require('postcss'), plugin: require('autoprefixer')(), browserslist: require('browserslist') };
+  }
+  autoprefixer.browserslist.clearCaches();
+  const mapOptions = map ? { prev: map, inline: false, annotation: false, sourcesContent: false } : false;
+  const result = await autoprefixer.postcss([autoprefixer.plugin]).process(css, { from: input, to: output, map: mapOptions });
+  for (const warning of result.warnings()) {
+    console.warn(warning.toString());
+  }
+  return { css: result.css, map: result.map ? result.map.toString() : null };
+}
+
+// Every source as a path relative to the map, so that a browser finds the
+// LESS files beside it wherever the site is served from.
+function relativeSourceMap(map, mapFolder) {
+  const parsed = typeof map === 'string' ? JSON.parse(map) : map;
+  const root = parsed.sourceRoot || '';
+  parsed.sources = parsed.sources.map((source) => {
+    let file = source.startsWith('file://') ? url.fileURLToPath(source) : path.join(root, source);
+    file = path.resolve(mapFolder, file);
+    return path.relative(mapFolder, file).split(path.sep).join('/');
+  });
+  delete parsed.sourceRoot;
+  return JSON.stringify(parsed);
+}
+
+function filesRead(input, imports, result) {
+  const read = imports ? Object.keys(imports.contents) : (result && result.imports) || [];
+  return [...new Set([input, ...read])];
 }
 
 function isAbsolutePath(value) {
   return typeof value === 'string' && path.isAbsolute(value) && !value.includes('\0');
+}
+
+const MathModes = ['always', 'parens-division', 'parens', 'strict-legacy'];
+
+function invalidOption(request) {
+  const checks = [
+    ['sourceMap', (v) => v === 'file' || v === 'inline', '"file" or "inline"'],
+    ['autoprefix', (v) => typeof v === 'boolean', 'true or false'],
+    ['math', (v) => MathModes.includes(v), `one of ${MathModes.join(', ')}`],
+    ['strictUnits', (v) => typeof v === 'boolean', 'true or false'],
+    ['paths', (v) => Array.isArray(v) && v.every(isAbsolutePath), 'a list of absolute paths'],
+    ['modifyVars', (v) => v !== null && typeof v === 'object' && !Array.isArray(v)
+      && Object.values(v).every((value) => typeof value === 'string'), 'an object of strings'],
+    ['less', isAbsolutePath, 'an absolute path'],
+  ];
+  const failed = checks.find(([key, valid]) => request[key] !== undefined && !valid(request[key]));
+  return failed ? `"${failed[0]}" must be ${failed[2]}` : null;
 }
 
 function parseRequest(line) {
@@ -326,7 +478,8 @@ function parseRequest(line) {
   if (typeof request.compress !== 'boolean') {
     return { id, error: '"compress" must be true or false' };
   }
-  return { id, request };
+  const invalid = invalidOption(request);
+  return invalid ? { id, error: invalid } : { id, request };
 }
 
 async function serve(line) {
@@ -338,7 +491,7 @@ async function serve(line) {
   transcript = '';
   warnings = '';
   try {
-    const { ok, files } = await compile(input, path.resolve(request.output), request.compress);
+    const { ok, files } = await compile(request, input, path.resolve(request.output));
     return { id, ok, message: ok ? '' : transcript, warnings, files };
   } catch (e) {
     return { id, ok: false, message: transcript + util.inspect(e), warnings, files: [input] };

@@ -17,6 +17,21 @@ void printError(const QString &message)
 
 // Cascader's options, set up once for both the early look at the arguments
 // and the real parse.
+// QCommandLineParser knows no option whose value may be left out: the
+// inline form becomes an option of its own.
+const QString InlineSourceMapOption = QStringLiteral("source-map-inline");
+
+QStringList withOptionalValuesSplit(QStringList arguments)
+{
+    for (QString &argument : arguments) {
+        if (argument == u"--source-map=inline")
+            argument = QStringLiteral("--") + InlineSourceMapOption;
+        else if (argument == u"--source-map=file")
+            argument = QStringLiteral("--source-map");
+    }
+    return arguments;
+}
+
 struct Parser
 {
     Parser();
@@ -43,6 +58,15 @@ struct Parser
         QStringLiteral("json"),
         QStringLiteral("With --headless or --compile-all: print each compile as one JSON object a line "
                        "(time, file, triggeredBy, ok, message, warnings, css, milliseconds).")};
+    QCommandLineOption sourceMap{
+        QStringLiteral("source-map"),
+        QStringLiteral("With --headless or --compile-all: write a source map beside each CSS file "
+                       "(--source-map=inline: into the CSS file).")};
+    QCommandLineOption inlineSourceMap{InlineSourceMapOption};
+    QCommandLineOption autoprefix{
+        QStringLiteral("autoprefix"),
+        QStringLiteral("With --headless or --compile-all: add vendor prefixes with autoprefixer "
+                       "for the project's browsers.")};
 };
 
 Parser::Parser() : help(parser.addHelpOption()), version(parser.addVersionOption())
@@ -56,6 +80,10 @@ Parser::Parser() : help(parser.addHelpOption()), version(parser.addVersionOption
     parser.addOption(autoCompile);
     parser.addOption(quiet);
     parser.addOption(json);
+    parser.addOption(sourceMap);
+    inlineSourceMap.setFlags(QCommandLineOption::HiddenFromHelp);
+    parser.addOption(inlineSourceMap);
+    parser.addOption(autoprefix);
     parser.addPositionalArgument(QStringLiteral("PATH"),
                                  QStringLiteral("A folder to add to the watched folders (a LESS file "
                                                 "adds the folder that holds it)."),
@@ -67,7 +95,8 @@ Parser::Parser() : help(parser.addHelpOption()), version(parser.addVersionOption
 bool CommandLineOptions::needsWindow(const QStringList &arguments)
 {
     Parser options;
-    const bool parsed = options.parser.parse(arguments) || !options.parser.unknownOptionNames().isEmpty();
+    const bool parsed = options.parser.parse(withOptionalValuesSplit(arguments))
+                        || !options.parser.unknownOptionNames().isEmpty();
     return parsed && !options.wantsHelp() && !options.parser.isSet(options.version)
            && !options.parser.isSet(options.headless) && !options.parser.isSet(options.compileAll);
 }
@@ -78,7 +107,7 @@ std::optional<CommandLineOptions> CommandLineOptions::parse(const QCoreApplicati
     Parser options;
     QCommandLineParser &parser = options.parser;
     *exitCode = 0;
-    if (!parser.parse(application.arguments())) {
+    if (!parser.parse(withOptionalValuesSplit(application.arguments()))) {
         printError(parser.errorText());
         *exitCode = UsageErrorExitCode;
         return std::nullopt;
@@ -116,8 +145,14 @@ std::optional<CommandLineOptions> CommandLineOptions::parse(const QCoreApplicati
     }
     result.quiet = parser.isSet(options.quiet);
     result.json = parser.isSet(options.json);
-    if ((result.quiet || result.json) && result.mode == Mode::Window) {
-        printError(QStringLiteral("--quiet and --json go with --headless or --compile-all."));
+    if (parser.isSet(options.inlineSourceMap))
+        result.sourceMap = LessOptions::SourceMap::Inline;
+    else if (parser.isSet(options.sourceMap))
+        result.sourceMap = LessOptions::SourceMap::File;
+    result.autoprefix = parser.isSet(options.autoprefix);
+    const bool forOneRun = result.quiet || result.json || result.sourceMap || result.autoprefix;
+    if (forOneRun && result.mode == Mode::Window) {
+        printError(QStringLiteral("--quiet, --json, --source-map and --autoprefix go with --headless or --compile-all."));
         *exitCode = UsageErrorExitCode;
         return std::nullopt;
     }

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "engine/LessOptions.h"
+
 #include <QString>
 #include <QStringList>
 
@@ -20,6 +22,9 @@ struct CommandLineOptions
     // How the log is printed without a window: errors only; as JSON lines.
     bool quiet = false;
     bool json = false;
+    // Switched on for every file of this run.
+    std::optional<LessOptions::SourceMap> sourceMap;
+    bool autoprefix = false;
 
     // Whether the arguments start the window, and so need a display; help,
     // version, usage errors and the modes without a window do not. Options

@@ -29,6 +29,7 @@ inline constexpr QLatin1StringView ErrorTitle{"errorTitle"};
 inline constexpr QLatin1StringView ErrorMessage{"errorMessage"};
 inline constexpr QLatin1StringView FilesArray{"filesArray"};
 inline constexpr QLatin1StringView UndecodableFiles{"undecodableFiles"};
+inline constexpr QLatin1StringView ProjectDefaults{"projectDefaults"};
 } // namespace ResultKey
 const QString Pass = QStringLiteral("pass");
 // The folder is in the project already: nothing to do, and nothing wrong.
@@ -210,7 +211,8 @@ void FolderAdder::addPathToWatchList(const QString &folder)
             const QStringList files = ZRMLessCompiler::getAllLessFilesInDirectory(folder, &undecodable);
             return QVariantMap{{ResultKey::FilesArray, files},
                                {ResultKey::Path, folder},
-                               {ResultKey::UndecodableFiles, QVariant::fromValue(undecodable)}};
+                               {ResultKey::UndecodableFiles, QVariant::fromValue(undecodable)},
+                               {ResultKey::ProjectDefaults, QVariant::fromValue(ProjectDefaults::readFromFolder(folder).defaults)}};
         },
         [this](const QVariantMap &result) { didFinishFindingLessFilesWithResult(result); });
 }
@@ -218,7 +220,8 @@ void FolderAdder::addPathToWatchList(const QString &folder)
 void FolderAdder::didFinishFindingLessFilesWithResult(const QVariantMap &result)
 {
     const QString folder = result.value(ResultKey::Path).toString();
-    m_controller->appModel()->addNewPathToModel(folder, result.value(ResultKey::FilesArray).toStringList());
+    m_controller->appModel()->addNewPathToModel(folder, result.value(ResultKey::FilesArray).toStringList(),
+                                                result.value(ResultKey::ProjectDefaults).value<std::optional<ProjectDefaults>>());
     m_controller->compilerLog()->reportUndecodableFiles(
         folder, result.value(ResultKey::UndecodableFiles).value<QList<QByteArray>>());
     m_controller->watchList()->refreshAutoCompileWatchList();

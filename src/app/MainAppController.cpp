@@ -7,7 +7,9 @@
 #include "FolderRefresher.h"
 #include "ImportLinks.h"
 #include "LiveFolders.h"
+#include "ProjectFiles.h"
 #include "UserInterface.h"
+#include "engine/LessPackage.h"
 #include "engine/ZRMLessCompiler.h"
 
 #include <QHash>
@@ -25,7 +27,8 @@ MainAppController::MainAppController(LessClientAppDelegate *appDelegate, QObject
       m_watchList(new AutoCompileWatchList(m_lessCompiler, &m_appModel, this)),
       m_compilerLog(new CompilerLog(this)),
       m_importLinks(new ImportLinks(this)),
-      m_liveFolders(new LiveFolders(this))
+      m_liveFolders(new LiveFolders(this)),
+      m_projectFiles(new ProjectFiles(this))
 {
     m_lessCompiler->setCompilerDelegate(this);
 }
@@ -127,7 +130,8 @@ QStringList MainAppController::compileAllFiles()
     QStringList started;
     for (const LessHolder *file : files) {
         if (m_lessCompiler->compileFileAtPath(file->lessFileFullPath(), file->targetCSSFileFullPath(),
-                                              file->shouldCompressCSSOutput()))
+                                              file->shouldCompressCSSOutput(), lessOptionsFor(file),
+                                              lessPackageFor(file)))
             started << file->lessFileFullPath();
     }
     return started;
@@ -162,7 +166,30 @@ QVariantMap MainAppController::compilingSettingsForLESSFileAtPath(const QString 
     return {{ZRMCompilingSettingsKey::ShouldAutoCompile, m_jAutoCompileEnabled && file->checkboxState()},
             {ZRMCompilingSettingsKey::OutputPath, file->targetCSSFileFullPath()},
             {ZRMCompilingSettingsKey::ShouldCompressOutput, file->shouldCompressCSSOutput()},
+            {ZRMCompilingSettingsKey::LessOptions, QVariant::fromValue(lessOptionsFor(file))},
+            {ZRMCompilingSettingsKey::LessPackage, lessPackageFor(file)},
             {ZRMCompilingSettingsKey::LinkedFilesToCompile, dependents}};
+}
+
+void MainAppController::setOptionsForThisRun(std::optional<LessOptions::SourceMap> sourceMap, bool autoprefix)
+{
+    m_sourceMapForThisRun = sourceMap;
+    m_autoprefixForThisRun = autoprefix;
+}
+
+LessOptions MainAppController::lessOptionsFor(const LessHolder *file) const
+{
+    LessOptions options = file->lessOptions();
+    options.sourceMap = m_sourceMapForThisRun.value_or(options.sourceMap);
+    options.autoprefix = options.autoprefix || m_autoprefixForThisRun;
+    return options;
+}
+
+QString MainAppController::lessPackageFor(const LessHolder *file) const
+{
+    if (!file->lessOptions().projectLess)
+        return {};
+    return LessPackage::projectFolderFor(file->lessFileFullPath(), file->memberOfWatchedFolder());
 }
 
 // An import added since the last compile counts from this save on.

@@ -17,6 +17,7 @@ class FolderAdder;
 class FolderRefresher;
 class ImportLinks;
 class LiveFolders;
+class ProjectFiles;
 class LessClientAppDelegate;
 class UserInterface;
 class ZRMLessCompiler;
@@ -61,6 +62,7 @@ public:
     CompilerLog *compilerLog() const { return m_compilerLog; }
     ImportLinks *importLinks() const { return m_importLinks; }
     LiveFolders *liveFolders() const { return m_liveFolders; }
+    ProjectFiles *projectFiles() const { return m_projectFiles; }
 
     bool jAutoCompileEnabled() const { return m_jAutoCompileEnabled; }
     void setJAutoCompileEnabled(bool enabled);
@@ -92,6 +94,12 @@ public:
     // not; a file outside the project has them too.
     QVariantMap compilingSettingsForLESSFileAtPath(const QString &path) override;
     void lessFileDidChange(const QString &path) override;
+    // Switched on for every file by the command line, for this run only.
+    void setOptionsForThisRun(std::optional<LessOptions::SourceMap> sourceMap, bool autoprefix);
+    // The file's options with those of this run.
+    LessOptions lessOptionsFor(const LessHolder *file) const;
+    // The project's own less when the file asks for it and there is one; else empty.
+    QString lessPackageFor(const LessHolder *file) const;
 
     // Runs work on the operation queue and hands its result to then on the
     // GUI thread, unless receiver is gone by then.
@@ -133,4 +141,7 @@ private:
     CompilerLog *m_compilerLog;
     ImportLinks *m_importLinks;
     LiveFolders *m_liveFolders;
+    ProjectFiles *m_projectFiles;
+    std::optional<LessOptions::SourceMap> m_sourceMapForThisRun;
+    bool m_autoprefixForThisRun = false;
 };

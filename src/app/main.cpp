@@ -2,6 +2,7 @@
 #include "app/CommandLinePaths.h"
 #include "app/CompileAllRun.h"
 #include "app/LessClientAppDelegate.h"
+#include "app/MainAppController.h"
 #include "app/RunningInstance.h"
 #include "app/UnixSignalWatcher.h"
 #include "engine/ZRMLessCompiler.h"
@@ -78,10 +79,12 @@ void saveAtQuit(LessClientAppDelegate &delegate)
     }
 }
 
-CompilerLogPrinter::Style logStyle(const CommandLineOptions &options)
+// How the log is printed, and the compile options switched on for every file.
+void applyOptionsOfThisRun(LessClientAppDelegate &delegate, const CommandLineOptions &options)
 {
-    return {options.json, options.quiet, !options.json && CompilerLogPrinter::colourWanted(),
-            options.mode == Mode::Headless};
+    delegate.setLogStyle({options.json, options.quiet, !options.json && CompilerLogPrinter::colourWanted(),
+                          options.mode == Mode::Headless});
+    delegate.appController()->setOptionsForThisRun(options.sourceMap, options.autoprefix);
 }
 
 // The workers load less while the rest of Cascader starts.
@@ -107,7 +110,7 @@ int runUntilQuit(const CommandLineOptions &options, const QStringList &paths)
     startCompilerWorkers();
 
     LessClientAppDelegate delegate;
-    delegate.setLogStyle(logStyle(options));
+    applyOptionsOfThisRun(delegate, options);
     std::unique_ptr<DesktopUserInterface> desktop;
     if (options.mode == Mode::Window)
         desktop = std::make_unique<DesktopUserInterface>(&delegate);
@@ -133,7 +136,7 @@ int runCompileAll(const CommandLineOptions &options, const QStringList &paths)
 {
     startCompilerWorkers();
     LessClientAppDelegate delegate;
-    delegate.setLogStyle(logStyle(options));
+    applyOptionsOfThisRun(delegate, options);
     const RunningInstance runningInstance;
     if (runningInstance.isRunning()) {
         delegate.setProjectRole(ProjectSaver::Role::ReadOnly);

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "LessOptions.h"
+
 #include <QDateTime>
 #include <QString>
 
@@ -10,11 +12,14 @@ struct ZRMCompileJob
     QString output;
     bool compress = false;
     // "[Triggered by: …]" for a compile of an importer, else empty.
-    QString linkedToFile;
+    QString linkedToFile = {};
     // When a worker took it; the log shows this time.
-    QDateTime started;
+    QDateTime started = {};
     // Runs so far: a worker lost during the first is followed by one more.
     int attempts = 0;
     // The saved file that made an importer compile, else empty.
-    QString triggeredBy;
+    QString triggeredBy = {};
+    LessOptions options = {};
+    // The project's own less package; empty for the bundled one.
+    QString lessPackage = {};
 };

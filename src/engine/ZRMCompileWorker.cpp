@@ -76,14 +76,17 @@ void ZRMCompileWorker::start()
     m_process.start(m_nodeJS, NodeOptions + QStringList{m_script});
 }
 
-void ZRMCompileWorker::compile(const QString &input, const QString &output, bool compress, int timeLimitMs)
+void ZRMCompileWorker::compile(const ZRMCompileJob &job, int timeLimitMs)
 {
     Q_ASSERT(m_state == State::Idle);
     m_state = State::Busy;
-    const QJsonObject request{{QStringLiteral("id"), double(m_nextRequest)},
-                              {QStringLiteral("input"), input},
-                              {QStringLiteral("output"), output},
-                              {QStringLiteral("compress"), compress}};
+    QJsonObject request{{QStringLiteral("id"), double(m_nextRequest)},
+                        {QStringLiteral("input"), job.input},
+                        {QStringLiteral("output"), job.output},
+                        {QStringLiteral("compress"), job.compress}};
+    job.options.addToRequest(&request, job.input);
+    if (!job.lessPackage.isEmpty())
+        request.insert(QStringLiteral("less"), job.lessPackage);
     m_process.write(QJsonDocument(request).toJson(QJsonDocument::Compact) + '\n');
     m_timeLimit.start(timeLimitMs);
 }

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "ZRMCompileJob.h"
+
 #include <QObject>
 #include <QProcess>
 #include <QStringList>
@@ -29,7 +31,7 @@ public:
 
     void start();
     // Only when idle. A compile still running after timeLimitMs kills the worker.
-    void compile(const QString &input, const QString &output, bool compress, int timeLimitMs);
+    void compile(const ZRMCompileJob &job, int timeLimitMs);
     // Lets the worker finish and exit on its own.
     void retire();
 

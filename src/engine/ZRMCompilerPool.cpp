@@ -201,7 +201,7 @@ void ZRMCompilerPool::dispatch()
         job->started = QDateTime::currentDateTime();
         ++job->attempts;
         m_running.insert(worker, *job);
-        worker->compile(job->input, job->output, job->compress, m_timeLimitSeconds * 1000);
+        worker->compile(*job, m_timeLimitSeconds * 1000);
     }
     const qint64 due = m_queue.nextReadyAtMs();
     if (due > now)

@@ -1,6 +1,7 @@
 #include "ZRMLessCompiler.h"
 
 #include "FolderScan.h"
+#include "LessPackage.h"
 #include "UKFileWatcher.h"
 #include "UKKQueue.h"
 #include "ZRMLessCompilerDelegate.h"
@@ -63,6 +64,12 @@ QString executableResource(const QString &name)
     const QString path = Resources::pathForResource(name, {}, EnginesFolder);
     const QFileInfo info(path);
     return !path.isEmpty() && info.isFile() && info.isExecutable() ? path : QString();
+}
+
+QString compilerNameAt(const QString &packageFolder)
+{
+    const QString version = LessPackage::versionAt(packageFolder);
+    return version.isEmpty() ? QString() : QStringLiteral("less ") + version;
 }
 
 } // namespace
@@ -136,24 +143,35 @@ void ZRMLessCompiler::reportMissingCompiler(const QString &reason)
     m_notificationCenter->post(ZRMLCFailedToFindCompilerEngineNotification, this, {{Result, reason}});
 }
 
-bool ZRMLessCompiler::compileFileAtPath(const QString &path, const QString &toPath, bool compress)
+QString ZRMLessCompiler::compilerName(const QString &lessPackage)
 {
-    return beginCompilingFileAtPath(path, toPath, QString(), compress);
+    if (!lessPackage.isEmpty())
+        return compilerNameAt(lessPackage);
+    if (m_bundledCompilerName.isNull())
+        m_bundledCompilerName = compilerNameAt(LessPackage::bundledFolder());
+    return m_bundledCompilerName;
+}
+
+bool ZRMLessCompiler::compileFileAtPath(const QString &path, const QString &toPath, bool compress,
+                                        const LessOptions &options, const QString &lessPackage)
+{
+    return beginCompilingFileAtPath(
+        {.input = path, .output = toPath, .compress = compress, .options = options, .lessPackage = lessPackage});
 }
 
 // A compile asked for while the same one waits merges into it and posts no
 // second start. Importers wait a moment, so that the other saves of a burst
 // join them.
-bool ZRMLessCompiler::beginCompilingFileAtPath(const QString &path, const QString &toPath,
-                                               const QString &linkedToPath, bool compress)
+bool ZRMLessCompiler::beginCompilingFileAtPath(ZRMCompileJob job)
 {
     if (!compilerIsUsable())
         return false;
-    const QString label = linkedToPath.isEmpty() ? QString()
-                                                 : QStringLiteral("[Triggered by: %1]")
-                                                       .arg(PathUtils::lastPathComponent(linkedToPath));
-    const ZRMCompileJob job{path, toPath, compress, label, QDateTime::currentDateTime(), 0, linkedToPath};
-    if (!QFileInfo::exists(PathUtils::deletingLastPathComponent(toPath))) {
+    const QString &linkedToPath = job.triggeredBy;
+    if (!linkedToPath.isEmpty())
+        job.linkedToFile = QStringLiteral("[Triggered by: %1]").arg(PathUtils::lastPathComponent(linkedToPath));
+    job.started = QDateTime::currentDateTime();
+    const QString &path = job.input;
+    if (!QFileInfo::exists(PathUtils::deletingLastPathComponent(job.output))) {
         postStart(path);
         QMetaObject::invokeMethod(
             this, [this, job] { didFinishCompiling(job, false, OutputFolderMissingMessage); },
@@ -188,6 +206,7 @@ void ZRMLessCompiler::didFinishCompiling(const ZRMCompileJob &job, bool ok, cons
     result.insert(OutputPath, job.output);
     result.insert(TriggeredBy, job.triggeredBy);
     result.insert(Milliseconds, job.started.msecsTo(QDateTime::currentDateTime()));
+    result.insert(Compiler, compilerName(job.lessPackage));
     didFinishCompilingFileWithResult(result);
 }
 
@@ -256,9 +275,14 @@ void ZRMLessCompiler::compileIfAutoCompiled(const QString &path, const QVariantM
 {
     if (!settings.value(ZRMCompilingSettingsKey::ShouldAutoCompile).toBool())
         return;
-    const QString outputPath = settings.value(ZRMCompilingSettingsKey::OutputPath).toString();
-    const bool compress = settings.value(ZRMCompilingSettingsKey::ShouldCompressOutput).toBool();
-    beginCompilingFileAtPath(path, outputPath, triggeringPath, compress);
+    beginCompilingFileAtPath({
+        .input = path,
+        .output = settings.value(ZRMCompilingSettingsKey::OutputPath).toString(),
+        .compress = settings.value(ZRMCompilingSettingsKey::ShouldCompressOutput).toBool(),
+        .triggeredBy = triggeringPath,
+        .options = settings.value(ZRMCompilingSettingsKey::LessOptions).value<LessOptions>(),
+        .lessPackage = settings.value(ZRMCompilingSettingsKey::LessPackage).toString(),
+    });
 }
 
 QVariantMap ZRMLessCompiler::settingsFor(const QString &path) const

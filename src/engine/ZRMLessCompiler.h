@@ -47,6 +47,8 @@ inline constexpr QLatin1StringView Warnings{"warnings"};
 inline constexpr QLatin1StringView TriggeredBy{"triggeredBy"};
 // From the compile's start to its outcome.
 inline constexpr QLatin1StringView Milliseconds{"milliseconds"};
+// The version of the less that compiled, as "less 4.9.1"; empty when unknown.
+inline constexpr QLatin1StringView Compiler{"compiler"};
 
 } // namespace ZRMLessCompilerKey
 
@@ -73,10 +75,10 @@ public:
 
     // Both return whether the compile's outcome will be announced: false when
     // there is no usable compiler.
-    bool compileFileAtPath(const QString &path, const QString &toPath, bool compress);
-    // linkedToPath: the file whose change triggered this compile, or empty.
-    bool beginCompilingFileAtPath(const QString &path, const QString &toPath, const QString &linkedToPath,
-                                  bool compress);
+    bool compileFileAtPath(const QString &path, const QString &toPath, bool compress,
+                           const LessOptions &options = {}, const QString &lessPackage = {});
+    // The job's triggeredBy: the file whose change made it compile, or empty.
+    bool beginCompilingFileAtPath(ZRMCompileJob job);
 
     // The LESS files beneath folder, depth first, without hidden files and
     // what lies in the folders the preferences skip. Paths that are not UTF-8
@@ -103,6 +105,8 @@ private:
     void didFinishCompiling(const ZRMCompileJob &job, bool ok, const QString &message,
                             const QStringList &filesRead = {}, const QString &warnings = {});
     void didFinishCompilingFileWithResult(const QVariantMap &result);
+    // "less 4.9.1" for the package that compiled; the bundled one when empty.
+    QString compilerName(const QString &lessPackage);
     void compileIfAutoCompiled(const QString &path, const QVariantMap &settings,
                                const QString &triggeringPath);
     QVariantMap settingsFor(const QString &path) const;
@@ -112,6 +116,8 @@ private:
     UKKQueue *m_fileWatcher;
     QStringList m_watchedLessFiles;
     QString m_pathToCompiler;
+    // "less 4.9.1", read once.
+    QString m_bundledCompilerName;
     QString m_pathToNodeJS;
     ZRMLessCompilerDelegate *m_compilerDelegate = nullptr;
     // The missing or broken compiler has been reported; cleared when it works again.

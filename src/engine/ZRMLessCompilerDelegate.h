@@ -11,6 +11,10 @@ namespace ZRMCompilingSettingsKey {
 inline constexpr QLatin1StringView ShouldAutoCompile{"shouldAutoCompile"};
 inline constexpr QLatin1StringView OutputPath{"outputPath"};
 inline constexpr QLatin1StringView ShouldCompressOutput{"shouldCompressOutput"};
+// A LessOptions; the defaults when missing.
+inline constexpr QLatin1StringView LessOptions{"lessOptions"};
+// The folder of the project's own less package; the bundled less when empty.
+inline constexpr QLatin1StringView LessPackage{"lessPackage"};
 // The files to compile after this one changed, each once: those that read it.
 inline constexpr QLatin1StringView LinkedFilesToCompile{"linkedFilesToCompile"};
 

@@ -232,3 +232,11 @@ void LessHolder::setShouldCompressCSSOutput(bool compress)
     m_shouldCompressCSSOutput = compress;
     Q_EMIT changed(Field::ShouldCompressCSSOutput);
 }
+
+void LessHolder::setLessOptions(const ::LessOptions &options)
+{
+    if (m_lessOptions == options)
+        return;
+    m_lessOptions = options;
+    Q_EMIT changed(Field::LessOptions);
+}

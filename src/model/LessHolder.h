@@ -1,5 +1,7 @@
 #pragma once
 
+#include "engine/LessOptions.h"
+
 #include <QObject>
 #include <QString>
 #include <QStringList>
@@ -33,6 +35,7 @@ public:
         ShouldCompressCSSOutput,
         CheckboxChosenByUser,
         ImportedFiles,
+        LessOptions,
     };
     Q_ENUM(Field)
 
@@ -88,6 +91,8 @@ public:
     void setValuesForTableViewCell(const QVariantMap &values);
     bool shouldCompressCSSOutput() const { return m_shouldCompressCSSOutput; }
     void setShouldCompressCSSOutput(bool compress);
+    const ::LessOptions &lessOptions() const { return m_lessOptions; }
+    void setLessOptions(const ::LessOptions &options);
 
 Q_SIGNALS:
     void changed(LessHolder::Field field);
@@ -112,4 +117,5 @@ private:
     std::optional<QStringList> m_importedFiles;
     QVariantMap m_valuesForTableViewCell;
     bool m_shouldCompressCSSOutput = false;
+    ::LessOptions m_lessOptions;
 };

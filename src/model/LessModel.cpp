@@ -143,7 +143,8 @@ void LessModel::indexRecords() const
     m_recordsIndexed = true;
 }
 
-void LessModel::addNewPathToModel(const QString &path, const QStringList &lessFiles)
+void LessModel::addNewPathToModel(const QString &path, const QStringList &lessFiles,
+                                  const std::optional<ProjectDefaults> &projectDefaults)
 {
     if (modelContainsPath(path))
         return;
@@ -151,8 +152,8 @@ void LessModel::addNewPathToModel(const QString &path, const QStringList &lessFi
     folder->setUserSelectedFullPath(path);
     folder->setUserSelectedTildePath(PathUtils::abbreviateWithTilde(path));
     folder->setUserSelectedLastPathComponent(PathUtils::lastPathComponent(path));
-    for (const QString &file : lessFiles)
-        folder->addLessFileAtPath(file);
+    folder->setProjectDefaults(projectDefaults);
+    folder->addLessFilesAtPaths(lessFiles);
 
     const int row = numberOfPathsInModel();
     Q_EMIT pathsAboutToBeInserted(row, row);
@@ -466,4 +467,7 @@ void LessModel::relayChangesOf(PathHolder *pathHolder)
             [this, row](int fileRow, LessHolder::Field field) {
                 Q_EMIT lessFileChanged(row(), fileRow, field);
             });
+    connect(pathHolder, &PathHolder::lessFilesTookProjectDefaults, this, [this, pathHolder](const QStringList &paths) {
+        Q_EMIT lessFilesTookProjectDefaults(pathHolder->userSelectedFullPath(), paths);
+    });
 }

@@ -53,8 +53,10 @@ public:
     // tilde-expanded argument ignoring case.
     LessHolder *getLessHolderForLessFileAtPath(const QString &path) const;
 
-    // Adds nothing when a folder with exactly this path is registered.
-    void addNewPathToModel(const QString &path, const QStringList &lessFiles);
+    // Adds nothing when a folder with exactly this path is registered. The
+    // files take the project's defaults where it has some.
+    void addNewPathToModel(const QString &path, const QStringList &lessFiles,
+                           const std::optional<ProjectDefaults> &projectDefaults = std::nullopt);
     void removePathFromModel(const QString &path);
     // The folder must be registered with exactly this path; the file then goes
     // to the first folder that matches ignoring case.
@@ -121,6 +123,8 @@ Q_SIGNALS:
     void lessFilesReset(int pathRow);
     void lessFileChanged(int pathRow, int fileRow, LessHolder::Field field);
     void importGraphChanged();
+    // Files found later in folder whose settings came from its project file.
+    void lessFilesTookProjectDefaults(const QString &folder, const QStringList &paths);
 
     void compilerResultsAboutToBeInserted(int first, int last);
     void compilerResultsInserted(int first, int last);

@@ -30,10 +30,74 @@ void PathHolder::addLessFilesAtPaths(const QStringList &paths)
     Q_EMIT lessFilesAboutToBeInserted(first, first + int(paths.size()) - 1);
     for (const QString &path : paths) {
         m_lessFiles.push_back(std::make_unique<LessHolder>(path, m_userSelectedFullPath, compress));
+        applyDefaultsTo(m_lessFiles.back().get(), compress);
         relayChangesOf(m_lessFiles.back().get());
     }
     Q_EMIT lessFilesInserted(first, int(m_lessFiles.size()) - 1);
     updateCount();
+    if (projectDiffersFromUser())
+        Q_EMIT lessFilesTookProjectDefaults(paths);
+}
+
+void PathHolder::applyDefaultsTo(LessHolder *lessFile, bool userCompress) const
+{
+    resetCSSTarget(lessFile);
+    if (!m_projectDefaults)
+        return;
+    lessFile->setShouldCompressCSSOutput(m_projectDefaults->compress.value_or(userCompress));
+    lessFile->setLessOptions(m_projectDefaults->options);
+    if (!m_projectDefaults->entryFiles.isEmpty()) {
+        lessFile->setCheckboxState(m_projectDefaults->isEntryFile(lessFile->lessFileFullPath(), m_userSelectedFullPath));
+        lessFile->setCheckboxChosenByUser(true);
+    }
+}
+
+bool PathHolder::projectDiffersFromUser() const
+{
+    if (!m_projectDefaults)
+        return false;
+    const bool userCompress = UserDefaults::standardUserDefaults()->boolForKey(UserDefaultsKeys::ShouldCompressCSSOutput);
+    const ::ProjectDefaults &project = *m_projectDefaults;
+    return project.options != LessOptions() || project.compress.value_or(userCompress) != userCompress
+        || !project.entryFiles.isEmpty() || (m_outputRule.isBesideFile() && !project.output.isBesideFile());
+}
+
+::OutputRule PathHolder::effectiveOutputRule() const
+{
+    if (!m_outputRule.isBesideFile() || !m_projectDefaults)
+        return m_outputRule;
+    return m_projectDefaults->output;
+}
+
+void PathHolder::resetCSSTarget(LessHolder *lessFile) const
+{
+    const QString target = effectiveOutputRule().targetFor(lessFile->lessFileFullPath(), m_userSelectedFullPath);
+    if (target.isEmpty())
+        lessFile->clearCSSFileOutputPath();
+    else
+        lessFile->setCSSFileOutputPath(target);
+}
+
+void PathHolder::applyOutputRuleToEveryFile()
+{
+    for (const auto &file : m_lessFiles)
+        resetCSSTarget(file.get());
+}
+
+void PathHolder::setOutputRule(const ::OutputRule &rule)
+{
+    if (m_outputRule == rule)
+        return;
+    m_outputRule = rule;
+    Q_EMIT changed(Field::OutputRule);
+}
+
+void PathHolder::setProjectDefaults(const std::optional<::ProjectDefaults> &defaults)
+{
+    if (m_projectDefaults == defaults)
+        return;
+    m_projectDefaults = defaults;
+    Q_EMIT changed(Field::ProjectDefaults);
 }
 
 void PathHolder::removeLessFilesAtPaths(const QStringList &paths)

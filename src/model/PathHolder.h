@@ -1,6 +1,8 @@
 #pragma once
 
 #include "LessHolder.h"
+#include "OutputRule.h"
+#include "ProjectDefaults.h"
 
 #include <QObject>
 #include <QString>
@@ -27,6 +29,8 @@ public:
         IconImage,
         ValuesForTableViewCell,
         Missing,
+        OutputRule,
+        ProjectDefaults,
     };
     Q_ENUM(Field)
 
@@ -70,6 +74,21 @@ public:
     QVariantMap valuesForTableViewCell() const { return m_valuesForTableViewCell; }
     void setValuesForTableViewCell(const QVariantMap &values);
 
+    // The user's rule for where new files' CSS goes; beside the file when unset.
+    const ::OutputRule &outputRule() const { return m_outputRule; }
+    void setOutputRule(const ::OutputRule &rule);
+    // What the folder's cascader.json says; nothing without one.
+    const std::optional<::ProjectDefaults> &projectDefaults() const { return m_projectDefaults; }
+    void setProjectDefaults(const std::optional<::ProjectDefaults> &defaults);
+    // The user's rule, else the project's.
+    ::OutputRule effectiveOutputRule() const;
+    // Back to the rule's target, or beside the file.
+    void resetCSSTarget(LessHolder *lessFile) const;
+    void applyOutputRuleToEveryFile();
+    // Whether new files get other settings from the project file than the
+    // user's own defaults would give them.
+    bool projectDiffersFromUser() const;
+
 Q_SIGNALS:
     void changed(PathHolder::Field field);
     void lessFilesAboutToBeInserted(int first, int last);
@@ -79,11 +98,15 @@ Q_SIGNALS:
     void lessFilesAboutToBeReset();
     void lessFilesReset();
     void lessFileChanged(int row, LessHolder::Field field);
+    // New files whose settings came from the project file rather than the user's defaults.
+    void lessFilesTookProjectDefaults(const QStringList &paths);
 
 private:
     void setRowValue(const QString &key, const QString &value);
     void updateCount();
     void relayChangesOf(LessHolder *lessFile);
+    // A new file's settings: the project's where it has them, else the user's.
+    void applyDefaultsTo(LessHolder *lessFile, bool userCompress) const;
 
     QString m_userSelectedFullPath;
     QString m_userSelectedTildePath;
@@ -93,4 +116,6 @@ private:
     QString m_iconImage;
     QVariantMap m_valuesForTableViewCell;
     bool m_missing = false;
+    ::OutputRule m_outputRule;
+    std::optional<::ProjectDefaults> m_projectDefaults;
 };

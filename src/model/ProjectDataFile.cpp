@@ -43,6 +43,7 @@ inline constexpr QLatin1StringView LessFiles{"lessFiles"};
 inline constexpr QLatin1StringView NumberOfLessFilesInPath{"numberOfLessFilesInPath"};
 inline constexpr QLatin1StringView IconImage{"iconImage"};
 inline constexpr QLatin1StringView ValuesForPathsTableViewCell{"valuesForPathsTableViewCell"};
+inline constexpr QLatin1StringView OutputRule{"outputRule"};
 
 inline constexpr QLatin1StringView MemberOfWatchedFolder{"memberOfWatchedFolder"};
 inline constexpr QLatin1StringView LessFileFullPath{"lessFileFullPath"};
@@ -92,6 +93,9 @@ public:
     }
 
     bool contains(QLatin1StringView key) const { return present(key).isValid(); }
+    QVariantMap values() const { return m_object; }
+    // Keeps the first of the reasons a value cannot be used.
+    void reject(const QString &reason) { fail(QStringLiteral("%1 in %2").arg(reason, m_name)); }
 
     QString string(QLatin1StringView key) { return checked<QString>(key, u"a string"); }
     QVariantList list(QLatin1StringView key) { return checked<QVariantList>(key, u"a list"); }
@@ -185,6 +189,7 @@ QVariantMap encodeLessHolder(const ProjectDataFile::FileRecord &file)
     };
     if (file.importedFiles)
         record.insert(Keys::ImportedFiles, *file.importedFiles);
+    record.insert(file.lessOptions.toVariantMap());
     return record;
 }
 
@@ -194,7 +199,7 @@ QVariantMap encodePathHolder(const ProjectDataFile::FolderRecord &folder)
     lessFiles.reserve(folder.lessFiles.size());
     for (const ProjectDataFile::FileRecord &file : folder.lessFiles)
         lessFiles << encodeLessHolder(file);
-    return {
+    QVariantMap record{
         {Keys::ClassName, PathHolderClass},
         {Keys::UserSelectedFullPath, folder.userSelectedFullPath},
         {Keys::UserSelectedTildePath, folder.userSelectedTildePath},
@@ -204,6 +209,9 @@ QVariantMap encodePathHolder(const ProjectDataFile::FolderRecord &folder)
         {Keys::IconImage, folder.iconImage},
         {Keys::ValuesForPathsTableViewCell, folder.valuesForTableViewCell},
     };
+    if (!folder.outputRule.isBesideFile())
+        record.insert(Keys::OutputRule, folder.outputRule.toVariantMap());
+    return record;
 }
 
 ProjectDataFile::FileRecord recordOf(const LessHolder &file)
@@ -214,7 +222,7 @@ ProjectDataFile::FileRecord recordOf(const LessHolder &file)
             file.targetCSSFileTildePath(),       file.targetCSSFileAbbreviatedPath(),
             file.targetCSSFilename(),            file.checkboxState(),
             file.shouldCompressCSSOutput(),      file.checkboxChosenByUser(),
-            file.importedFiles()};
+            file.importedFiles(),                file.lessOptions()};
 }
 
 ProjectDataFile::FolderRecord recordOf(const PathHolder &folder)
@@ -229,7 +237,8 @@ ProjectDataFile::FolderRecord recordOf(const PathHolder &folder)
             lessFiles,
             folder.numberOfLessFilesInPath(),
             folder.iconImage(),
-            folder.valuesForTableViewCell()};
+            folder.valuesForTableViewCell(),
+            folder.outputRule()};
 }
 
 // The stored target forms are not read: setting the target recomputes them.
@@ -252,6 +261,10 @@ std::unique_ptr<LessHolder> decodeLessHolder(const QVariant &stored, const QStri
     // Check marks from before partials were told apart are the user's.
     file->setCheckboxChosenByUser(object.boolean(Keys::CheckboxChosenByUser, true));
     file->setImportedFiles(object.strings(Keys::ImportedFiles));
+    QString optionsError;
+    file->setLessOptions(LessOptions::fromVariantMap(object.values(), &optionsError));
+    if (!optionsError.isEmpty())
+        object.reject(optionsError);
     const QString target = object.string(Keys::TargetCSSFileFullPath);
     if (target.isEmpty())
         file->clearCSSFileOutputPath();
@@ -275,6 +288,10 @@ std::unique_ptr<PathHolder> decodePathHolder(const QVariant &stored, const QStri
     folder->setNumberOfLessFilesInPath(object.integer(Keys::NumberOfLessFilesInPath, 0));
     if (object.contains(Keys::IconImage))
         folder->setIconImage(object.string(Keys::IconImage));
+    QString ruleError;
+    folder->setOutputRule(OutputRule::fromVariantMap(object.values().value(Keys::OutputRule).toMap(), &ruleError));
+    if (!ruleError.isEmpty())
+        object.reject(ruleError);
 
     PathHolder::LessFiles lessFiles;
     const QVariantList storedFiles = object.list(Keys::LessFiles);

@@ -49,6 +49,7 @@ public:
         bool shouldCompressCSSOutput;
         bool checkboxChosenByUser;
         std::optional<QStringList> importedFiles;
+        LessOptions lessOptions;
     };
     struct FolderRecord
     {
@@ -59,6 +60,7 @@ public:
         qint64 numberOfLessFilesInPath;
         QString iconImage;
         QVariantMap valuesForTableViewCell;
+        OutputRule outputRule;
     };
     using Snapshot = QList<FolderRecord>;
 
