@@ -121,7 +121,8 @@ void CompilerLog::appendCompileResult(const QVariantMap &userInfo, RgbaColor col
     if (!warnings.isEmpty())
         result.append(u'\n' + warnings, WarningOrange);
     m_controller->appModel()->addNewCompilerResultWithTime(userInfo.value(Time).toDateTime(),
-                                                           abbreviateWithTilde(userInfo.value(File).toString()), result);
+                                                           abbreviateWithTilde(userInfo.value(File).toString()), result,
+                                                           userInfo.value(Compiler).toString());
     // Only a failure, and only if the user wants, takes the window away from what the user does.
     if (!userInfo.value(Successful).toBool()
         && UserDefaults::standardUserDefaults()->boolForKey(UserDefaultsKeys::ShowLogOnFailure))

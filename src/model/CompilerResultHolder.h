@@ -18,8 +18,13 @@ public:
     StyledText result() const { return m_result; }
     void setResult(const StyledText &result) { m_result = result; }
 
+    // "less 4.9.1" for a compile's outcome, else empty.
+    QString compiler() const { return m_compiler; }
+    void setCompiler(const QString &compiler) { m_compiler = compiler; }
+
 private:
     QDateTime m_time;
     QString m_file;
     StyledText m_result;
+    QString m_compiler;
 };

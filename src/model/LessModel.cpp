@@ -387,12 +387,13 @@ void LessModel::updateImportersOf(const QStringList &files)
 }
 
 void LessModel::addNewCompilerResultWithTime(const QDateTime &time, const QString &file,
-                                             const StyledText &result)
+                                             const StyledText &result, const QString &compiler)
 {
     CompilerResultHolder entry;
     entry.setTime(time);
     entry.setFile(file);
     entry.setResult(result);
+    entry.setCompiler(compiler);
     const int row = int(m_compilerResultData.size());
     Q_EMIT compilerResultsAboutToBeInserted(row, row);
     m_compilerResultData.append(entry);
@@ -470,4 +471,10 @@ void LessModel::relayChangesOf(PathHolder *pathHolder)
     connect(pathHolder, &PathHolder::lessFilesTookProjectDefaults, this, [this, pathHolder](const QStringList &paths) {
         Q_EMIT lessFilesTookProjectDefaults(pathHolder->userSelectedFullPath(), paths);
     });
+}
+
+PathHolder *LessModel::watchedFolderOf(const LessHolder *file) const
+{
+    const int row = rowOfPath(file->memberOfWatchedFolder());
+    return row < 0 ? nullptr : m_pathData.at(size_t(row)).get();
 }

@@ -71,6 +71,8 @@ public:
     bool moveLessFile(const QString &from, const QString &to);
     // The watched folder that holds path, or an empty string.
     QString watchedFolderHolding(const QString &path) const;
+    // The watched folder the file's record belongs to; null when none.
+    PathHolder *watchedFolderOf(const LessHolder *file) const;
     void setPathMissing(const QString &folderPath, bool missing);
     // Swaps a folder's files for new ones. The count and row values follow
     // the adds only, so they keep their old values when newLessFiles is empty.
@@ -98,7 +100,7 @@ public:
     QStringList importedFilesOutsideProject() const;
 
     void addNewCompilerResultWithTime(const QDateTime &time, const QString &file,
-                                      const StyledText &result);
+                                      const StyledText &result, const QString &compiler = {});
     void clearCompilerResults();
 
     const PathData &pathData() const { return m_pathData; }

@@ -13,17 +13,17 @@ inline constexpr QLatin1StringView With{"with"};
 
 const QString CSSExtension = QStringLiteral(".css");
 
-bool isPathComponent(const QString &name)
-{
-    return !name.isEmpty() && !name.contains(u'/') && name != u"." && name != u"..";
-}
-
 QString cssNameOf(const QString &lessFile)
 {
     return QFileInfo(lessFile).completeBaseName() + CSSExtension;
 }
 
 } // namespace
+
+bool OutputRule::isFolderName(const QString &name)
+{
+    return !name.isEmpty() && !name.contains(u'/') && name != u"." && name != u"..";
+}
 
 OutputRule OutputRule::intoFolder(const QString &folder)
 {
@@ -93,7 +93,7 @@ OutputRule OutputRule::fromVariantMap(const QVariantMap &values, QString *error)
         return {};
     const QString replace = values.value(Keys::Replace).toString();
     const QString with = values.value(Keys::With).toString();
-    if (!isPathComponent(replace) || !isPathComponent(with))
+    if (!isFolderName(replace) || !isFolderName(with))
         return fail(QStringLiteral("\"replace\" and \"with\" must each be one folder name"));
     return replacingComponent(replace, with);
 }

@@ -25,6 +25,8 @@ struct OutputRule
     static OutputRule replacingComponent(const QString &replace, const QString &with);
 
     bool isBesideFile() const { return kind == Kind::BesideFile; }
+    // One folder's name, as a replacement rule needs.
+    static bool isFolderName(const QString &name);
     // The CSS file for lessFile in watchedFolder; empty for beside the file,
     // which is also what a replacement that matches nothing gives.
     QString targetFor(const QString &lessFile, const QString &watchedFolder) const;

@@ -122,6 +122,8 @@ QVariant CompilerArrayController::data(const QModelIndex &index, int role) const
             return PathUtils::printablePath(nameInItsFolder(entry.file()));
         return role == Qt::ToolTipRole ? PathUtils::printablePath(entry.file()) : QVariant();
     default:
+        if (role == Qt::ToolTipRole && !entry.compiler().isEmpty())
+            return tr("Compiled with %1").arg(entry.compiler());
         return resultData(entry.result(), role);
     }
 }

@@ -242,10 +242,15 @@ void FilesArrayController::setCSSFileOutputPathOnSelectedLESSFiles(const QString
         file->setCSSFileOutputFolder(folder);
 }
 
+// Back to what the folder's output rule gives, or beside the file.
 void FilesArrayController::clearCSSFileOutputPathOnSelectedLESSFiles()
 {
-    for (LessHolder *file : selectedObjects())
-        file->clearCSSFileOutputPath();
+    for (LessHolder *file : selectedObjects()) {
+        if (const PathHolder *folder = m_model->watchedFolderOf(file))
+            folder->resetCSSTarget(file);
+        else
+            file->clearCSSFileOutputPath();
+    }
 }
 
 void FilesArrayController::setCompressionOnSelectedLESSFiles(bool compress)

@@ -2,7 +2,9 @@
 
 #include "AddFolderPanel.h"
 #include "CompilerArrayController.h"
+#include "FileOptionsDialog.h"
 #include "FilesArrayController.h"
+#include "OutputRuleDialog.h"
 #include "PathsArrayController.h"
 #include "WindowControls.h"
 #include "ZRMSegmentedControl.h"
@@ -24,6 +26,16 @@
 namespace {
 
 const QString RefreshIconName = QStringLiteral("view-refresh");
+
+// Window-modal, so that the window's other work goes on; gone once closed.
+template<typename Accepted>
+void openDialog(QDialog *dialog, Accepted accepted)
+{
+    dialog->setAttribute(Qt::WA_DeleteOnClose);
+    dialog->setWindowModality(Qt::WindowModal);
+    QObject::connect(dialog, &QDialog::accepted, dialog, accepted);
+    dialog->open();
+}
 
 QAction *createSeparator(QObject *parent)
 {
@@ -124,6 +136,9 @@ void WindowCommands::createActions()
             &FilesArrayController::setCompressionOnSelectedLESSFiles);
     m_revealFilesAction = createCommand(tr("Show in File Manager"), {}, m_window->filesController(),
                                         &FilesArrayController::revealSelectedRowsInFinder);
+    m_fileOptionsAction = createCommand(tr("Compile &Options…"), QKeySequence(Qt::CTRL | Qt::Key_I), this,
+                                        &WindowCommands::editFileOptions);
+    m_outputRuleAction = createCommand(tr("CSS Output &Rule…"), {}, this, &WindowCommands::editOutputRule);
 
     createTabActions();
     m_clearLogAction = createCommand(tr("&Clear Log"), QKeySequence(Qt::CTRL | Qt::Key_K), m_appController,
@@ -155,7 +170,7 @@ void WindowCommands::buildMenus()
     QMenu *compile = menuBar->addMenu(tr("&Compile"));
     compile->addActions({m_compileAllAction, m_autoCompileAction});
     compile->addSeparator();
-    compile->addActions({m_chooseCSSPathAction, m_clearCSSPathAction, m_compressAction});
+    compile->addActions({m_chooseCSSPathAction, m_clearCSSPathAction, m_compressAction, m_fileOptionsAction});
 
     QMenu *view = menuBar->addMenu(tr("&View"));
     view->addActions(m_tabActions->actions());
@@ -188,13 +203,13 @@ ZRMSegmentedControl *WindowCommands::createPathButtons(QWidget *parent)
 
 QList<QAction *> WindowCommands::folderListCommands()
 {
-    return {m_revealFoldersAction, createSeparator(m_window), m_removeFolderAction};
+    return {m_revealFoldersAction, m_outputRuleAction, createSeparator(m_window), m_removeFolderAction};
 }
 
 QList<QAction *> WindowCommands::fileListCommands()
 {
     return {m_revealFilesAction, createSeparator(m_window), m_chooseCSSPathAction, m_clearCSSPathAction,
-            m_compressAction};
+            m_compressAction, m_fileOptionsAction};
 }
 
 // ---- What can run
@@ -241,6 +256,8 @@ void WindowCommands::updateControlStates()
     m_chooseCSSPathAction->setEnabled(idle && hasSelectedFiles);
     m_clearCSSPathAction->setEnabled(idle && hasSelectedFiles);
     m_compressAction->setEnabled(idle && hasSelectedFiles);
+    m_fileOptionsAction->setEnabled(idle && hasSelectedFiles);
+    m_outputRuleAction->setEnabled(idle && m_window->pathsController()->selectedObjects().size() == 1);
     m_compressAction->setChecked(m_window->filesController()->selectedLESSFilesAreCompressed());
     m_clearLogAction->setEnabled(idle && hasLog);
 }
@@ -303,4 +320,23 @@ void WindowCommands::chooseCSSPath()
 void WindowCommands::clearCSSPath()
 {
     m_window->filesController()->clearCSSFileOutputPathOnSelectedLESSFiles();
+}
+
+void WindowCommands::editFileOptions()
+{
+    const QList<LessHolder *> files = m_window->filesController()->selectedObjects();
+    if (files.isEmpty())
+        return;
+    auto *dialog = new FileOptionsDialog(files, m_appController->appModel()->watchedFolderOf(files.constFirst()),
+                                         m_appController->projectFiles(), m_window);
+    openDialog(dialog, [dialog] { dialog->applyToFiles(); });
+}
+
+void WindowCommands::editOutputRule()
+{
+    const QList<PathHolder *> folders = m_window->pathsController()->selectedObjects();
+    if (folders.size() != 1)
+        return;
+    auto *dialog = new OutputRuleDialog(folders.constFirst(), m_window);
+    openDialog(dialog, [dialog] { dialog->apply(); });
 }

@@ -33,6 +33,8 @@ public:
     // Starts in the folder of the first selected file.
     void chooseCSSPath();
     void clearCSSPath();
+    void editFileOptions();
+    void editOutputRule();
     // The application's own commands: Preferences goes into the File menu
     // above Quit, the help commands make the Help menu.
     void addApplicationCommands(QAction *preferences, const QList<QAction *> &helpCommands);
@@ -60,6 +62,7 @@ private:
     template<typename Receiver, typename Command>
     QAction *createCommand(const QString &text, const QKeySequence &shortcut, Receiver *receiver, Command command);
     void updateControlStates();
+
     void toggleAutoCompile();
     void showAutoCompileState(bool enabled);
 
@@ -77,6 +80,8 @@ private:
     QAction *m_compressAction = nullptr;
     QAction *m_clearCSSPathAction;
     QAction *m_revealFilesAction;
+    QAction *m_fileOptionsAction;
+    QAction *m_outputRuleAction;
     // On the whole window.
     QAction *m_compileAllAction;
     QAction *m_autoCompileAction;

@@ -130,8 +130,8 @@ private Q_SLOTS:
 
         const QString input = path(QStringLiteral("in put.less"));
         FileActions::create(input, "a {}");
-        m_engine->beginCompilingFileAtPath(input, output.isEmpty() ? QString() : path(output), path("base.less"),
-                                           false);
+        m_engine->beginCompilingFileAtPath(
+            {.input = input, .output = output.isEmpty() ? QString() : path(output), .triggeredBy = path("base.less")});
         QCOMPARE(posted(Started).size(), 1);
         QTRY_COMPARE_WITH_TIMEOUT(posted(Failed).size(), 1, Timeout);
         const QVariantMap result = posted(Failed).first();

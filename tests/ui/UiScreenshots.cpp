@@ -8,7 +8,9 @@
 #include "support/UserDefaults.h"
 #include "support/UserDefaultsKeys.h"
 #include "ui/AboutWindowController.h"
+#include "ui/FileOptionsDialog.h"
 #include "ui/FilesArrayController.h"
+#include "ui/OutputRuleDialog.h"
 #include "ui/PathsArrayController.h"
 #include "ui/PreferencesController.h"
 #include "ui/ZRMDragOverlayWindow.h"
@@ -198,6 +200,18 @@ int main(int argc, char *argv[])
     QTest::qWait(50);
     auto *sheet = window->findChild<QMessageBox *>();
     saved &= sheet && save(sheet, folder, "error-sheet.png");
+
+    QList<LessHolder *> files = controller.appModel()->getAllLessHoldersAndIncludeIgnoredOnes(true).mid(0, 2);
+    LessOptions mapped;
+    mapped.sourceMap = LessOptions::SourceMap::File;
+    mapped.globalVariables.insert("brand", "#1a73e8");
+    files.constFirst()->setLessOptions(mapped);
+    FileOptionsDialog options(files, controller.appModel()->watchedFolderOf(files.constFirst()), nullptr);
+    options.show();
+    saved &= save(&options, folder, "file-options.png");
+    OutputRuleDialog rule(controller.appModel()->pathData().front().get());
+    rule.show();
+    saved &= save(&rule, folder, "output-rule.png");
 
     // What a user who changed a little might have.
     UserDefaults *defaults = UserDefaults::standardUserDefaults();
