@@ -1,6 +1,7 @@
 #include "FileActions.h"
 #include "support/Resources.h"
 
+#include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QProcess>
@@ -44,25 +45,39 @@ std::pair<QString, int> runLessc(const QString &input, const QString &output, bo
     return {QString::fromUtf8(lessc.readAllStandardError()).trimmed(), lessc.exitCode()};
 }
 
-QByteArray request(int id, const QString &input, const QString &output, bool compress)
+// options: what the request asks beyond lessc's arguments.
+QByteArray request(int id, const QString &input, const QString &output, bool compress, QJsonObject options = {})
 {
-    return QJsonDocument(QJsonObject{{"id", id}, {"input", input}, {"output", output}, {"compress", compress}})
-        .toJson(QJsonDocument::Compact);
+    options.insert("id", id);
+    options.insert("input", input);
+    options.insert("output", output);
+    options.insert("compress", compress);
+    return QJsonDocument(options).toJson(QJsonDocument::Compact);
+}
+
+QString fixture(const QString &relative)
+{
+    return QDir::cleanPath(QFINDTESTDATA("../fixtures/node_modules/" + relative));
 }
 
 // A worker; a line on its standard output that is not a JSON object reads as an empty answer.
 struct Worker
 {
     Worker() { process.start(engine("node"), {engine("compile-worker.js")}); }
+    ~Worker()
+    {
+        process.closeWriteChannel();
+        process.waitForFinished(Timeout);
+    }
     void send(const QByteArray &line) { process.write(line + '\n'); }
     QJsonObject next()
     {
         while (!process.canReadLine() && process.waitForReadyRead(Timeout)) {}
         return QJsonDocument::fromJson(process.readLine()).object();
     }
-    QJsonObject compile(const QString &input, const QString &output, bool compress)
+    QJsonObject compile(const QString &input, const QString &output, bool compress, const QJsonObject &options = {})
     {
-        send(request(1, input, output, compress));
+        send(request(1, input, output, compress, options));
         return next();
     }
 
@@ -98,6 +113,7 @@ private Q_SLOTS:
         write(site("deprecated.less"), ".m() { width: 1px; }\n.a { .m; }\n");
         write(site("undefined.less"), ".m() { width: 1px; }\n.a { .m; }\n.b { .m; color: @nope; }\n");
         write(site("missing-import.less"), "@import \"nowhere\";\n");
+        write(site("include/shared.less"), ".shared { top: 0; }\n");
         m_worker = std::make_unique<Worker>();
         QCOMPARE(m_worker->next().value("ready"), QJsonValue(true));
     }
@@ -111,7 +127,7 @@ private Q_SLOTS:
         QTest::addColumn<bool>("compress");
         QTest::addColumn<bool>("fails");
         QTest::addColumn<QStringList>("imports"); // checked when not empty
-        const QString bootstrap = QDir::cleanPath(QFINDTESTDATA("../fixtures/node_modules/bootstrap/less"));
+        const QString bootstrap = fixture("bootstrap/less");
         QVERIFY2(!bootstrap.isEmpty(), "Bootstrap is missing: run scripts/setup");
         for (const bool compress : {false, true}) {
             auto row = [&](const char *name, const QString &input, const QStringList &imports = {}) {
@@ -206,15 +222,128 @@ private Q_SLOTS:
         QCOMPARE(QDir(path("css")).entryList(QDir::Files | QDir::Hidden | QDir::System).size(), throughLink ? 2 : 1);
     }
 
+    void sourceMapsLeadToTheLess_data()
+    {
+        QTest::addColumn<QString>("sourceMap");
+        QTest::addColumn<bool>("compress");
+        QTest::addColumn<bool>("autoprefix");
+        for (const char *sourceMap : {"file", "inline"}) {
+            for (const bool compress : {false, true}) {
+                for (const bool autoprefix : {false, true})
+                    QTest::addRow("%s%s%s", sourceMap, compress ? ", compressed" : "", autoprefix ? ", prefixed" : "")
+                        << QString::fromLatin1(sourceMap) << compress << autoprefix;
+            }
+        }
+    }
+
+    // Prefixes and compression move the CSS about after less; the map still
+    // leads from a rule of either file, and from a declaration below inserted
+    // prefixes, to its LESS line.
+    void sourceMapsLeadToTheLess()
+    {
+        QFETCH(QString, sourceMap);
+        QFETCH(bool, compress);
+        QFETCH(bool, autoprefix);
+        write(path(".browserslistrc"), "safari 5\n");
+        write(path("less/_vars.less"), "@brand: #123456;\n.partial-rule { display: flex; }\n");
+        write(path("less/main.less"), "@import \"_vars\";\n\n.main {\n  user-select: none;\n  color: @brand;\n}\n");
+        const QString css = path("css/out.css");
+        const QJsonObject options{{"sourceMap", sourceMap}, {"autoprefix", autoprefix}};
+        QCOMPARE(m_worker->compile(path("less/main.less"), css, compress, options).value("ok"), QJsonValue(true));
+        QCOMPARE(QFile::exists(css + ".map"), sourceMap == "file");
+        QCOMPARE(contentOf(css).contains("-webkit-"), autoprefix);
+        const std::pair<const char *, const char *> origins[] = {
+            {".partial-rule", "less/_vars.less:2"}, {".main", "less/main.less:3"}, {"color", "less/main.less:5"}};
+        for (const auto &[text, origin] : origins) {
+            QProcess resolve;
+            resolve.setProcessChannelMode(QProcess::ForwardedErrorChannel);
+            resolve.start(engine("node"), {QFINDTESTDATA("resolve-source-map.js"), fixture("source-map"), css, text});
+            QVERIFY(resolve.waitForFinished(Timeout));
+            const QJsonObject found = QJsonDocument::fromJson(resolve.readAllStandardOutput()).object();
+            const QString source = QDir::cleanPath(path("css/") + found.value("source").toString());
+            QCOMPARE(source + ':' + QString::number(found.value("line").toInt()), path(origin));
+        }
+    }
+
+    void prefixesForTheProjectsBrowsers_data()
+    {
+        QTest::addColumn<QString>("file"); // in the project, above the LESS file's folder
+        QTest::addColumn<QByteArray>("browsers");
+        QTest::addColumn<QByteArrayList>("prefixed");
+        QTest::newRow("Safari 5") << ".browserslistrc" << QByteArray("safari 5\n")
+                                  << QByteArrayList{"display: -webkit-box;", "-webkit-user-select: none;"};
+        QTest::newRow("IE 10, in package.json") << "package.json" << QByteArray(R"({"browserslist": ["ie 10"]})")
+                                                << QByteArrayList{"display: -ms-flexbox;", "-ms-user-select: none;"};
+        QTest::newRow("the last Chrome") << ".browserslistrc" << QByteArray("last 1 Chrome version\n")
+                                         << QByteArrayList{};
+    }
+
+    // One project for all rows: the worker reads the browsers afresh for each compile.
+    void prefixesForTheProjectsBrowsers()
+    {
+        QFETCH(QString, file);
+        QFETCH(QByteArray, browsers);
+        QFETCH(QByteArrayList, prefixed);
+        QFile::remove(site("prefixed/.browserslistrc"));
+        QFile::remove(site("prefixed/package.json"));
+        write(site("prefixed/" + file), browsers);
+        write(site("prefixed/less/in.less"), ".a { display: flex; user-select: none; }\n");
+        const QString css = site("prefixed/css/in.css");
+        QCOMPARE(m_worker->compile(site("prefixed/less/in.less"), css, false, {{"autoprefix", true}}).value("ok"),
+                 QJsonValue(true));
+        const QByteArray written = contentOf(css);
+        for (const QByteArray &prefix : prefixed)
+            QVERIFY2(written.contains(prefix), written.constData());
+        QCOMPARE(written.contains("-webkit-") || written.contains("-ms-"), !prefixed.isEmpty());
+    }
+
+    void languageOptions_data()
+    {
+        QTest::addColumn<QByteArray>("source");
+        QTest::addColumn<QJsonObject>("options");
+        QTest::addColumn<QString>("expected"); // in the CSS, or else in the message
+        const QByteArray division = ".a { width: 10px / 2; }\n";
+        QTest::newRow("the project's less 3 divides")
+            << division << QJsonObject{{"less", fixture("less3")}} << "width: 5px;";
+        QTest::newRow("then the bundled less 4 does not") << division << QJsonObject{} << "width: 10px / 2;";
+        QTest::newRow("math always") << division << QJsonObject{{"math", "always"}} << "width: 5px;";
+        QTest::newRow("strict units") << QByteArray(".a { width: 1px + 1em; }\n") << QJsonObject{{"strictUnits", true}}
+                                      << "Incompatible units";
+        QTest::newRow("modifyVars") << QByteArray("@brand: red;\n.a { color: @brand; }\n")
+                                    << QJsonObject{{"modifyVars", QJsonObject{{"brand", "#00f"}}}} << "color: #00f;";
+        QTest::newRow("include folder") << QByteArray("@import \"shared\";\n")
+                                        << QJsonObject{{"paths", QJsonArray{site("include")}}} << ".shared {";
+    }
+
+    void languageOptions()
+    {
+        QFETCH(QByteArray, source);
+        QFETCH(QJsonObject, options);
+        QFETCH(QString, expected);
+        write(path("in.less"), source);
+        const QJsonObject answer = m_worker->compile(path("in.less"), path("out.css"), false, options);
+        const QString found = answer.value("ok").toBool() ? QString::fromUtf8(contentOf(path("out.css")))
+                                                          : answer.value("message").toString();
+        QVERIFY2(found.contains(expected), qPrintable(found));
+    }
+
     void servesInOrderUntilEndOfInput_data()
     {
         QTest::addColumn<QByteArray>("malformed");
         QTest::addColumn<QJsonValue>("id");
-        QTest::newRow("not JSON") << QByteArray("{\"id\": 3,") << QJsonValue();
+        QTest::addColumn<QString>("field"); // named in the message
+        QTest::newRow("not JSON") << QByteArray("{\"id\": 3,") << QJsonValue() << QString();
         QTest::newRow("id not a number")
-            << QByteArray(R"({"id":"3","input":"/a.less","output":"/a.css","compress":false})") << QJsonValue();
+            << QByteArray(R"({"id":"3","input":"/a.less","output":"/a.css","compress":false})") << QJsonValue()
+            << "\"id\"";
         QTest::newRow("relative input")
-            << QByteArray(R"({"id":4,"input":"a.less","output":"/a.css","compress":false})") << QJsonValue(4);
+            << QByteArray(R"({"id":4,"input":"a.less","output":"/a.css","compress":false})") << QJsonValue(4)
+            << "\"input\"";
+        const QByteArray valid = R"({"id":4,"input":"/a.less","output":"/a.css","compress":false,)";
+        QTest::newRow("source map neither file nor inline")
+            << valid + R"("sourceMap":"yes"})" << QJsonValue(4) << "\"sourceMap\"";
+        QTest::newRow("relative include folder") << valid + R"("paths":["include"]})" << QJsonValue(4) << "\"paths\"";
+        QTest::newRow("variable not a string") << valid + R"("modifyVars":{"a":1}})" << QJsonValue(4) << "\"modifyVars\"";
     }
 
     // A malformed line gets its error answer; what arrived before the end of
@@ -223,6 +352,7 @@ private Q_SLOTS:
     {
         QFETCH(QByteArray, malformed);
         QFETCH(QJsonValue, id);
+        QFETCH(QString, field);
         Worker worker;
         QVERIFY(worker.next().value("ready").toBool());
         write(path("in.less"), ".a { b: c; }\n");
@@ -234,6 +364,7 @@ private Q_SLOTS:
         QCOMPARE(answer.value("id"), id);
         QCOMPARE(answer.value("ok"), QJsonValue(false));
         QVERIFY(answer.value("message").toString().startsWith("Malformed request: "));
+        QVERIFY(answer.value("message").toString().contains(field));
         for (const int served : {5, 6})
             QCOMPARE(worker.next().value("id"), QJsonValue(served));
         QVERIFY(worker.process.waitForFinished(Timeout));
