@@ -103,8 +103,88 @@ async function loadCompiler(moduleId, defaultOptionsId) {
   return { less: compiler, fs: compiler.fs || fs, defaultOptions };
 }
 
+// less finds a source position's line and column by splitting the whole file
+// up to it, for every piece of CSS it writes: a source map of a large file
+// costs time that grows with the square of its length. This finds them in an
+// index of line starts, made once per file, and maps exactly the same.
+function findPositionsByLineIndex(compiler) {
+  const output = compiler.SourceMapOutput && compiler.SourceMapOutput.prototype;
+  if (!output || typeof output.add !== 'function') {
+    return;
+  }
+  // One output a compile: the index lives as long as it.
+  const lineStartsOf = (output, text) => {
+    output.lineStarts = output.lineStarts || new Map();
+    let starts = output.lineStarts.get(text);
+    if (!starts) {
+      starts = [0];
+      for (let at = text.indexOf('\n'); at !== -1; at = text.indexOf('\n', at + 1)) {
+        starts.push(at + 1);
+      }
+      output.lineStarts.set(text, starts);
+    }
+    return starts;
+  };
+  // The 1-based line and 0-based column of text.substring(0, index)'s end.
+  const positionAt = (output, text, index) => {
+    const end = index === undefined ? text.length : Math.min(Math.max(Number(index) || 0, 0), text.length);
+    const starts = lineStartsOf(output, text);
+    let low = 0;
+    let high = starts.length - 1;
+    while (low < high) {
+      const middle = (low + high + 1) >> 1;
+      if (starts[middle] <= end) {
+        low = middle;
+      } else {
+        high = middle - 1;
+      }
+    }
+    return { line: low + 1, column: end - starts[low] };
+  };
+  output.add = function add(chunk, fileInfo, index, mapLines) {
+    if (!chunk) {
+      return;
+    }
+    let original = null;
+    if (fileInfo && fileInfo.filename) {
+      let inputSource = this._contentsMap[fileInfo.filename];
+      const ignored = this._contentsIgnoredCharsMap[fileInfo.filename];
+      if (ignored) {
+        index = Math.max(index - ignored, 0);
+        inputSource = inputSource.slice(ignored);
+      }
+      if (inputSource === undefined) {
+        this._css.push(chunk);
+        return;
+      }
+      original = positionAt(this, inputSource, index);
+    }
+    const lines = chunk.split('\n');
+    if (original) {
+      const source = this.normalizeFilename(fileInfo.filename);
+      const mapped = mapLines ? lines.length : 1;
+      for (let i = 0; i < mapped; i++) {
+        this._sourceMapGenerator.addMapping({
+          generated: { line: this._lineNumber + i + 1, column: i === 0 ? this._column : 0 },
+          original: { line: original.line + i, column: i === 0 ? original.column : 0 },
+          source,
+        });
+      }
+    }
+    const last = lines[lines.length - 1];
+    if (lines.length === 1) {
+      this._column += last.length;
+    } else {
+      this._lineNumber += lines.length - 1;
+      this._column = last.length;
+    }
+    this._css.push(chunk);
+  };
+}
+
 async function load() {
   bundled = await loadCompiler('less', 'less/lib/less/default-options.js');
+  findPositionsByLineIndex(bundled.less);
   less = bundled.less;
   lessFs = bundled.fs;
 }
@@ -401,13 +481,38 @@ async function finish(request, input, output, { css, map }) {
 const YuiCompressPlugin = require('less-plugin-yui-compress');
 let autoprefixer = null;
 
-// The browsers come from the project's own .browserslistrc or package.json,
-// read afresh each time: the worker outlives edits of them.
+// Where browserslist looks for the project's browsers, from the LESS file's
+// folder up, and what is there now.
+const BrowserslistFiles = ['.browserslistrc', 'browserslist', 'package.json'];
+const browserslistSeen = new Map();
+
+function browserslistFilesChanged(input) {
+  const stamps = [];
+  for (let folder = path.dirname(input); ; folder = path.dirname(folder)) {
+    for (const name of BrowserslistFiles) {
+      const status = fs.statSync(path.join(folder, name), { throwIfNoEntry: false });
+      stamps.push(status ? `${status.ino}:${status.mtimeMs}:${status.size}` : '-');
+    }
+    if (path.dirname(folder) === folder) {
+      break;
+    }
+  }
+  const stamp = stamps.join(' ');
+  const changed = browserslistSeen.get(path.dirname(input)) !== stamp;
+  browserslistSeen.set(path.dirname(input), stamp);
+  return changed;
+}
+
+// The browsers come from the project's own .browserslistrc or package.json;
+// browserslist keeps what it read, so it forgets it when one of them changed
+// (forgetting every time would double the cost of prefixing).
 async function prefix({ css, map }, input, output) {
   if (autoprefixer === null) {
     autoprefixer = { postcss: require('postcss'), plugin: require('autoprefixer')(), browserslist: require('browserslist') };
   }
-  autoprefixer.browserslist.clearCaches();
+  if (browserslistFilesChanged(input)) {
+    autoprefixer.browserslist.clearCaches();
+  }
   const mapOptions = map ? { prev: map, inline: false, annotation: false, sourcesContent: false } : false;
   const result = await autoprefixer.postcss([autoprefixer.plugin]).process(css, { from: input, to: output, map: mapOptions });
   for (const warning of result.warnings()) {
