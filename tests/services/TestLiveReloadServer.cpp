@@ -1,0 +1,220 @@
+#include "services/JSON/SBJSON.h"
+#include "services/LiveReloadServer.h"
+
+#include <QDeadlineTimer>
+#include <QTcpSocket>
+#include <QTemporaryFile>
+#include <QTest>
+#include <QWebSocket>
+
+#include <algorithm>
+#include <memory>
+#include <vector>
+
+namespace {
+
+const QString Protocol6 = "http://livereload.com/protocols/official-6";
+const QString Protocol7 = "http://livereload.com/protocols/official-7";
+const QString CssPath = "/home/ann/site/css/main.css";
+const QByteArray Handshake = "GET /livereload HTTP/1.1\r\nHost: 127.0.0.1\r\nUpgrade: websocket\r\n"
+                             "Connection: Upgrade\r\nSec-WebSocket-Key: dGhlIHNhbXBsZSBub25jZQ==\r\n"
+                             "Sec-WebSocket-Version: 13\r\n\r\n";
+
+QString hello(const QStringList &protocols)
+{
+    return *SBJSON::JSONRepresentation(QVariantMap{{"command", "hello"}, {"protocols", protocols}});
+}
+
+// A text frame as a client sends it, masked with a zero key.
+QByteArray clientFrame(const QByteArray &payload)
+{
+    return QByteArray("\x81") + char(0x80 | payload.size()) + QByteArray(4, '\0') + payload;
+}
+
+// A browser page as the server sees it: connects, may say hello, keeps what it is told.
+struct Page
+{
+    Page(quint16 port, const QString &firstMessage = hello({Protocol6, Protocol7}))
+    {
+        QObject::connect(&socket, &QWebSocket::textMessageReceived,
+                         [this](const QString &message) { messages << SBJSON::JSONValue(message).toMap(); });
+        QObject::connect(&socket, &QWebSocket::connected, [this, firstMessage] { socket.sendTextMessage(firstMessage); });
+        socket.open(QUrl(QString("ws://127.0.0.1:%1/livereload").arg(port)));
+    }
+    bool received(const QString &command) const
+    {
+        return std::any_of(messages.begin(), messages.end(),
+                           [&](const QVariantMap &message) { return message["command"] == command; });
+    }
+
+    QWebSocket socket;
+    QList<QVariantMap> messages;
+};
+
+} // namespace
+
+class TestLiveReloadServer : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void initTestCase();
+    void init();
+    void handshake_data();
+    void handshake();
+    void http_data();
+    void http();
+    void misbehavingClient_data();
+    void misbehavingClient();
+    void hundredPages();
+    void stalledPageIsDropped();
+
+private:
+    QTemporaryFile m_script;
+    std::unique_ptr<LiveReloadServer> m_server;
+};
+
+void TestLiveReloadServer::initTestCase()
+{
+    QVERIFY(m_script.open());
+    m_script.write("window.LiveReload = {};\n");
+    m_script.flush();
+}
+
+void TestLiveReloadServer::init()
+{
+    m_server = std::make_unique<LiveReloadServer>(m_script.fileName());
+    QVERIFY(m_server->listen(QHostAddress::LocalHost, 0));
+}
+
+void TestLiveReloadServer::handshake_data()
+{
+    QTest::addColumn<QString>("firstMessage");
+    QTest::addColumn<bool>("greeted");
+    QTest::newRow("protocol 7") << hello({Protocol7}) << true;
+    QTest::newRow("6 and 7, as livereload.js") << hello({Protocol6, Protocol7}) << true;
+    QTest::newRow("protocol 6 only") << hello({Protocol6}) << false;
+    QTest::newRow("info first") << R"({"command":"info","url":"http://site/"})" << false;
+    QTest::newRow("not JSON") << "hello" << false;
+}
+
+void TestLiveReloadServer::handshake()
+{
+    QFETCH(QString, firstMessage);
+    QFETCH(bool, greeted);
+
+    Page page(m_server->serverPort(), firstMessage);
+    Page witness(m_server->serverPort());
+    QTRY_VERIFY(witness.received("hello"));
+    QTRY_COMPARE(m_server->pageCount(), greeted ? 2 : 1);
+    m_server->reloadStylesheet(CssPath);
+    QTRY_VERIFY(witness.received("reload"));
+    QCOMPARE(page.received("reload"), greeted);
+    QCOMPARE(page.messages.size(), greeted ? 2 : 0);
+    if (!greeted)
+        return;
+    const QVariantMap answer = page.messages[0];
+    QCOMPARE(answer["protocols"].toStringList(), QStringList{Protocol7});
+    QCOMPARE(answer["serverName"].toString(), "Cascader");
+    const QVariantMap reload = page.messages[1];
+    QCOMPARE(reload["path"].toString(), CssPath);
+    QCOMPARE(reload["liveCSS"].toBool(), true);
+}
+
+void TestLiveReloadServer::http_data()
+{
+    QTest::addColumn<QByteArray>("request");
+    QTest::addColumn<QByteArray>("status"); // empty: closed without an answer
+    const QByteArray ok = "HTTP/1.1 200 OK";
+    const QByteArray notFound = "HTTP/1.1 404 Not Found";
+    QTest::newRow("script") << QByteArray("GET /livereload.js HTTP/1.1\r\nHost: h\r\n\r\n") << ok;
+    QTest::newRow("script with query") << QByteArray("GET /livereload.js?snipver=1 HTTP/1.0\r\n\r\n") << ok;
+    QTest::newRow("other file") << QByteArray("GET /index.html HTTP/1.1\r\n\r\n") << notFound;
+    QTest::newRow("POST") << QByteArray("POST /livereload.js HTTP/1.1\r\n\r\n") << notFound;
+    QTest::newRow("not HTTP") << QByteArray("\x16\x03\x01 hello\r\n\r\n") << QByteArray();
+    QTest::newRow("oversized head") << "GET / HTTP/1.1\r\nX: " + QByteArray(10'000, 'a') << QByteArray();
+}
+
+void TestLiveReloadServer::http()
+{
+    QFETCH(QByteArray, request);
+    QFETCH(QByteArray, status);
+
+    QTcpSocket client;
+    client.connectToHost(QHostAddress::LocalHost, m_server->serverPort());
+    client.write(request);
+    QByteArray response;
+    connect(&client, &QTcpSocket::readyRead, this, [&] { response += client.readAll(); });
+    QTRY_COMPARE(client.state(), QAbstractSocket::UnconnectedState);
+    QVERIFY(response.startsWith(status));
+    if (status.endsWith("OK")) {
+        QVERIFY(response.contains("\r\nContent-Type: application/javascript\r\n"));
+        QVERIFY(response.endsWith("\r\n\r\nwindow.LiveReload = {};\n"));
+    }
+}
+
+void TestLiveReloadServer::misbehavingClient_data()
+{
+    QTest::addColumn<QByteArray>("bytes");
+    QTest::newRow("garbage") << QByteArray("\0\xff\xfe garbage\r\n\r\n", 16);
+    QTest::newRow("half a request") << QByteArray("GET /livereload.js HTTP/1.1\r\nHo");
+    QTest::newRow("unmasked frame") << Handshake + "\x81\x05hello";
+    QTest::newRow("reserved bits") << Handshake + QByteArray("\xf1\x80\0\0\0\0", 6);
+    QTest::newRow("huge frame") << Handshake + QByteArray("\x81\xff\0\0\0\x40\0\0\0\0\0\0\0\0", 14);
+    QTest::newRow("binary hello") << Handshake + clientFrame(hello({Protocol7}).toUtf8()).replace(0, 1, "\x82");
+}
+
+// The server stays up and its other pages are still served.
+void TestLiveReloadServer::misbehavingClient()
+{
+    QFETCH(QByteArray, bytes);
+
+    Page page(m_server->serverPort());
+    QTcpSocket client;
+    client.connectToHost(QHostAddress::LocalHost, m_server->serverPort());
+    client.write(bytes);
+    QVERIFY(client.waitForBytesWritten());
+    QTRY_COMPARE(m_server->pageCount(), 1);
+    m_server->reloadStylesheet(CssPath);
+    QTRY_VERIFY(page.received("reload"));
+    Page later(m_server->serverPort());
+    QTRY_COMPARE(m_server->pageCount(), 2);
+}
+
+void TestLiveReloadServer::hundredPages()
+{
+    std::vector<std::unique_ptr<Page>> pages;
+    for (int index = 0; index < 100; ++index)
+        pages.push_back(std::make_unique<Page>(m_server->serverPort()));
+    QTRY_COMPARE(m_server->pageCount(), 100);
+    m_server->reloadStylesheet(CssPath);
+    QTRY_VERIFY(std::all_of(pages.begin(), pages.end(), [](const auto &page) { return page->received("reload"); }));
+}
+
+// A page that never reads costs the others nothing, and is let go once its
+// unsent reloads pile up.
+void TestLiveReloadServer::stalledPageIsDropped()
+{
+    Page page(m_server->serverPort());
+    QTcpSocket stalled;
+    stalled.setReadBufferSize(1);
+    stalled.connectToHost(QHostAddress::LocalHost, m_server->serverPort());
+    stalled.write(Handshake);
+    QTRY_VERIFY(stalled.bytesAvailable() > 0);
+    stalled.write(clientFrame(hello({Protocol7}).toUtf8()));
+    QTRY_COMPARE(m_server->pageCount(), 2);
+
+    const QString longPath = CssPath + QString(60'000, 'x');
+    const QDeadlineTimer deadline(30'000);
+    int sent = 0;
+    for (; m_server->pageCount() == 2 && !deadline.hasExpired(); ++sent) {
+        m_server->reloadStylesheet(longPath);
+        while (page.messages.size() < 2 + sent && !deadline.hasExpired())
+            QCoreApplication::processEvents();
+    }
+    QCOMPARE(m_server->pageCount(), 1);
+    QCOMPARE(page.messages.size(), 1 + sent);
+}
+
+QTEST_GUILESS_MAIN(TestLiveReloadServer)
+#include "TestLiveReloadServer.moc"
