@@ -43,6 +43,10 @@ struct Parser
         QStringLiteral("json"),
         QStringLiteral("With --headless or --compile-all: print each compile as one JSON object a line "
                        "(time, file, triggeredBy, ok, message, warnings, css, milliseconds).")};
+    QCommandLineOption liveReload{
+        QStringLiteral("live-reload"),
+        QStringLiteral("Tell browser pages of each new CSS file (LiveReload, on the port set in the preferences, "
+                       "35729 unless changed) for this run.")};
 };
 
 Parser::Parser() : help(parser.addHelpOption()), version(parser.addVersionOption())
@@ -56,6 +60,7 @@ Parser::Parser() : help(parser.addHelpOption()), version(parser.addVersionOption
     parser.addOption(autoCompile);
     parser.addOption(quiet);
     parser.addOption(json);
+    parser.addOption(liveReload);
     parser.addPositionalArgument(QStringLiteral("PATH"),
                                  QStringLiteral("A folder to add to the watched folders (a LESS file "
                                                 "adds the folder that holds it)."),
@@ -118,6 +123,12 @@ std::optional<CommandLineOptions> CommandLineOptions::parse(const QCoreApplicati
     result.json = parser.isSet(options.json);
     if ((result.quiet || result.json) && result.mode == Mode::Window) {
         printError(QStringLiteral("--quiet and --json go with --headless or --compile-all."));
+        *exitCode = UsageErrorExitCode;
+        return std::nullopt;
+    }
+    result.liveReload = parser.isSet(options.liveReload);
+    if (result.liveReload && result.mode == Mode::CompileAll) {
+        printError(QStringLiteral("--live-reload goes with --headless or the window, not with --compile-all."));
         *exitCode = UsageErrorExitCode;
         return std::nullopt;
     }

@@ -20,6 +20,8 @@ struct CommandLineOptions
     // How the log is printed without a window: errors only; as JSON lines.
     bool quiet = false;
     bool json = false;
+    // Serve live reload for this run, whatever the preferences say.
+    bool liveReload = false;
 
     // Whether the arguments start the window, and so need a display; help,
     // version, usage errors and the modes without a window do not. Options

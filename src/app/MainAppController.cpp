@@ -7,6 +7,7 @@
 #include "FolderRefresher.h"
 #include "ImportLinks.h"
 #include "LiveFolders.h"
+#include "LiveReload.h"
 #include "UserInterface.h"
 #include "engine/ZRMLessCompiler.h"
 
@@ -25,7 +26,8 @@ MainAppController::MainAppController(LessClientAppDelegate *appDelegate, QObject
       m_watchList(new AutoCompileWatchList(m_lessCompiler, &m_appModel, this)),
       m_compilerLog(new CompilerLog(this)),
       m_importLinks(new ImportLinks(this)),
-      m_liveFolders(new LiveFolders(this))
+      m_liveFolders(new LiveFolders(this)),
+      m_liveReload(new LiveReload(this))
 {
     m_lessCompiler->setCompilerDelegate(this);
 }

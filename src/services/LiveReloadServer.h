@@ -19,7 +19,6 @@ class LiveReloadServer : public QObject
     Q_OBJECT
 
 public:
-    static constexpr quint16 DefaultPort = 35729;
     // Pages, handshakes and HTTP requests together.
     static constexpr int MaximumConnections = 256;
     static constexpr qint64 MaximumUnsentBytes = 256 * 1024;
