@@ -1,11 +1,10 @@
-#include "services/JSON/SBJSON.h"
+#include "LiveReloadPage.h"
 #include "services/LiveReloadServer.h"
 
 #include <QDeadlineTimer>
 #include <QTcpSocket>
 #include <QTemporaryFile>
 #include <QTest>
-#include <QWebSocket>
 
 #include <algorithm>
 #include <memory>
@@ -20,36 +19,11 @@ const QByteArray Handshake = "GET /livereload HTTP/1.1\r\nHost: 127.0.0.1\r\nUpg
                              "Connection: Upgrade\r\nSec-WebSocket-Key: dGhlIHNhbXBsZSBub25jZQ==\r\n"
                              "Sec-WebSocket-Version: 13\r\n\r\n";
 
-QString hello(const QStringList &protocols)
-{
-    return *SBJSON::JSONRepresentation(QVariantMap{{"command", "hello"}, {"protocols", protocols}});
-}
-
 // A text frame as a client sends it, masked with a zero key.
 QByteArray clientFrame(const QByteArray &payload)
 {
     return QByteArray("\x81") + char(0x80 | payload.size()) + QByteArray(4, '\0') + payload;
 }
-
-// A browser page as the server sees it: connects, may say hello, keeps what it is told.
-struct Page
-{
-    Page(quint16 port, const QString &firstMessage = hello({Protocol6, Protocol7}))
-    {
-        QObject::connect(&socket, &QWebSocket::textMessageReceived,
-                         [this](const QString &message) { messages << SBJSON::JSONValue(message).toMap(); });
-        QObject::connect(&socket, &QWebSocket::connected, [this, firstMessage] { socket.sendTextMessage(firstMessage); });
-        socket.open(QUrl(QString("ws://127.0.0.1:%1/livereload").arg(port)));
-    }
-    bool received(const QString &command) const
-    {
-        return std::any_of(messages.begin(), messages.end(),
-                           [&](const QVariantMap &message) { return message["command"] == command; });
-    }
-
-    QWebSocket socket;
-    QList<QVariantMap> messages;
-};
 
 } // namespace
 
@@ -91,9 +65,9 @@ void TestLiveReloadServer::handshake_data()
 {
     QTest::addColumn<QString>("firstMessage");
     QTest::addColumn<bool>("greeted");
-    QTest::newRow("protocol 7") << hello({Protocol7}) << true;
-    QTest::newRow("6 and 7, as livereload.js") << hello({Protocol6, Protocol7}) << true;
-    QTest::newRow("protocol 6 only") << hello({Protocol6}) << false;
+    QTest::newRow("protocol 7") << liveReloadHello({Protocol7}) << true;
+    QTest::newRow("6 and 7, as livereload.js") << liveReloadHello({Protocol6, Protocol7}) << true;
+    QTest::newRow("protocol 6 only") << liveReloadHello({Protocol6}) << false;
     QTest::newRow("info first") << R"({"command":"info","url":"http://site/"})" << false;
     QTest::newRow("not JSON") << "hello" << false;
 }
@@ -103,8 +77,8 @@ void TestLiveReloadServer::handshake()
     QFETCH(QString, firstMessage);
     QFETCH(bool, greeted);
 
-    Page page(m_server->serverPort(), firstMessage);
-    Page witness(m_server->serverPort());
+    LiveReloadPage page(m_server->serverPort(), firstMessage);
+    LiveReloadPage witness(m_server->serverPort());
     QTRY_VERIFY(witness.received("hello"));
     QTRY_COMPARE(m_server->pageCount(), greeted ? 2 : 1);
     m_server->reloadStylesheet(CssPath);
@@ -161,7 +135,7 @@ void TestLiveReloadServer::misbehavingClient_data()
     QTest::newRow("unmasked frame") << Handshake + "\x81\x05hello";
     QTest::newRow("reserved bits") << Handshake + QByteArray("\xf1\x80\0\0\0\0", 6);
     QTest::newRow("huge frame") << Handshake + QByteArray("\x81\xff\0\0\0\x40\0\0\0\0\0\0\0\0", 14);
-    QTest::newRow("binary hello") << Handshake + clientFrame(hello({Protocol7}).toUtf8()).replace(0, 1, "\x82");
+    QTest::newRow("binary hello") << Handshake + clientFrame(liveReloadHello({Protocol7}).toUtf8()).replace(0, 1, "\x82");
 }
 
 // The server stays up and its other pages are still served.
@@ -169,7 +143,7 @@ void TestLiveReloadServer::misbehavingClient()
 {
     QFETCH(QByteArray, bytes);
 
-    Page page(m_server->serverPort());
+    LiveReloadPage page(m_server->serverPort());
     QTcpSocket client;
     client.connectToHost(QHostAddress::LocalHost, m_server->serverPort());
     client.write(bytes);
@@ -177,15 +151,15 @@ void TestLiveReloadServer::misbehavingClient()
     QTRY_COMPARE(m_server->pageCount(), 1);
     m_server->reloadStylesheet(CssPath);
     QTRY_VERIFY(page.received("reload"));
-    Page later(m_server->serverPort());
+    LiveReloadPage later(m_server->serverPort());
     QTRY_COMPARE(m_server->pageCount(), 2);
 }
 
 void TestLiveReloadServer::hundredPages()
 {
-    std::vector<std::unique_ptr<Page>> pages;
+    std::vector<std::unique_ptr<LiveReloadPage>> pages;
     for (int index = 0; index < 100; ++index)
-        pages.push_back(std::make_unique<Page>(m_server->serverPort()));
+        pages.push_back(std::make_unique<LiveReloadPage>(m_server->serverPort()));
     QTRY_COMPARE(m_server->pageCount(), 100);
     m_server->reloadStylesheet(CssPath);
     QTRY_VERIFY(std::all_of(pages.begin(), pages.end(), [](const auto &page) { return page->received("reload"); }));
@@ -195,13 +169,13 @@ void TestLiveReloadServer::hundredPages()
 // unsent reloads pile up.
 void TestLiveReloadServer::stalledPageIsDropped()
 {
-    Page page(m_server->serverPort());
+    LiveReloadPage page(m_server->serverPort());
     QTcpSocket stalled;
     stalled.setReadBufferSize(1);
     stalled.connectToHost(QHostAddress::LocalHost, m_server->serverPort());
     stalled.write(Handshake);
     QTRY_VERIFY(stalled.bytesAvailable() > 0);
-    stalled.write(clientFrame(hello({Protocol7}).toUtf8()));
+    stalled.write(clientFrame(liveReloadHello({Protocol7}).toUtf8()));
     QTRY_COMPARE(m_server->pageCount(), 2);
 
     const QString longPath = CssPath + QString(60'000, 'x');
