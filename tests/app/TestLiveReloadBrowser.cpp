@@ -7,6 +7,9 @@
 #include <QProcess>
 #include <QWebSocket>
 
+#include <csignal>
+#include <unistd.h>
+
 using namespace AppTestSupport;
 
 namespace {
@@ -21,6 +24,8 @@ public:
     {
         m_process.setStandardOutputFile(QProcess::nullDevice());
         m_process.setStandardErrorFile(QProcess::nullDevice());
+        // A group of its own, so that its renderers and helpers go with it.
+        m_process.setChildProcessModifier([] { ::setpgid(0, 0); });
         m_process.start(ChromiumPath, {"--headless", "--no-sandbox", "--disable-gpu", "--disable-quic", "--no-first-run",
                                        "--disable-background-networking", "--disable-component-update", "--disable-sync",
                                        "--user-data-dir=" + m_profile.path(), "--remote-debugging-port=0",
@@ -31,9 +36,10 @@ public:
     // Always gone at the end, with its renderers.
     ~Chromium()
     {
+        const pid_t group = pid_t(m_process.processId());
         m_process.terminate();
-        if (!m_process.waitForFinished(5000))
-            m_process.kill();
+        m_process.waitForFinished(5000);
+        ::kill(-group, SIGKILL);
         m_process.waitForFinished();
     }
 
