@@ -14,9 +14,8 @@ const QString ScriptName = QStringLiteral("livereload.js");
 const QString ScriptFolder = QStringLiteral("engines/node_modules/livereload-js/dist");
 const QString ProblemSource = QStringLiteral("Live reload");
 const QString ListenFailedMessage =
-    QStringLiteral("Live reload cannot listen on port %1 (%2). Another program, or another live-reload server, "
-                   "may be using it: quit that one or choose another port in Preferences. Cascader goes on "
-                   "compiling without live reload.");
+    QStringLiteral("Cannot listen on port %1: %2. Another program may be using it: quit that one, or choose "
+                   "another port in Preferences. Cascader goes on compiling without live reload.");
 
 bool isLiveReloadKey(const QString &key)
 {
