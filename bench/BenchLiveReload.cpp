@@ -28,7 +28,8 @@ constexpr int Runs = 50;
 constexpr double TargetMs = 5;
 constexpr int WaitLimitMs = 5000;
 const QString CssPath = QStringLiteral("/home/ann/site/css/main.css");
-const QString Hello = QStringLiteral(R"({"command":"hello","protocols":["http://livereload.com/protocols/official-7"]})");
+const QString Hello =
+    QStringLiteral(R"({"command":"hello","protocols":["http://livereload.com/protocols/official-7"]})");
 
 QElapsedTimer benchClock;
 

@@ -54,8 +54,8 @@ void LiveReload::applyPreferences()
         stopServing();
         return;
     }
-    const QHostAddress address(defaults->boolForKey(UserDefaultsKeys::LiveReloadOnAllAddresses) ? QHostAddress::Any
-                                                                                                 : QHostAddress::LocalHost);
+    const bool allAddresses = defaults->boolForKey(UserDefaultsKeys::LiveReloadOnAllAddresses);
+    const QHostAddress address(allAddresses ? QHostAddress::Any : QHostAddress::LocalHost);
     const auto port = quint16(defaults->integerForKey(UserDefaultsKeys::LiveReloadPort));
     if (!isServing() || m_server.serverAddress() != address || (port != 0 && m_server.serverPort() != port))
         serveOn(address, port);

@@ -26,12 +26,13 @@ public:
         m_process.setStandardErrorFile(QProcess::nullDevice());
         // A group of its own, so that its renderers and helpers go with it.
         m_process.setChildProcessModifier([] { ::setpgid(0, 0); });
-        m_process.start(ChromiumPath, {"--headless", "--no-sandbox", "--disable-gpu", "--disable-quic", "--no-first-run",
-                                       "--disable-background-networking", "--disable-component-update", "--disable-sync",
+        m_process.start(ChromiumPath, {"--headless", "--no-sandbox", "--disable-gpu", "--disable-quic",
+                                       "--no-first-run", "--disable-background-networking",
+                                       "--disable-component-update", "--disable-sync",
                                        "--user-data-dir=" + m_profile.path(), "--remote-debugging-port=0",
                                        page.toString()});
         QObject::connect(&m_debugger, &QWebSocket::textMessageReceived,
-                [this](const QString &message) { m_answer = SBJSON::JSONValue(message).toMap(); });
+                         [this](const QString &message) { m_answer = SBJSON::JSONValue(message).toMap(); });
     }
     // Always gone at the end, with its renderers.
     ~Chromium()
@@ -48,7 +49,8 @@ public:
         const QString devTools = m_profile.filePath("DevToolsActivePort");
         if (!QTest::qWaitFor([&] { return !readFile(devTools).isEmpty(); }, Timeout))
             return false;
-        const QUrl targets(QString("http://127.0.0.1:%1/json").arg(QString::fromUtf8(readFile(devTools).split('\n')[0])));
+        const QByteArray port = readFile(devTools).split('\n')[0];
+        const QUrl targets(QString("http://127.0.0.1:%1/json").arg(QString::fromUtf8(port)));
         QNetworkAccessManager network;
         std::unique_ptr<QNetworkReply> reply(network.get(QNetworkRequest(targets)));
         if (!QTest::qWaitFor([&] { return reply->isFinished(); }, Timeout))

@@ -4,8 +4,6 @@
 
 #include <QWebSocket>
 
-#include <algorithm>
-
 inline QString liveReloadHello(const QStringList &protocols = {"http://livereload.com/protocols/official-6",
                                                                "http://livereload.com/protocols/official-7"})
 {
@@ -20,13 +18,9 @@ struct LiveReloadPage
     {
         QObject::connect(&socket, &QWebSocket::textMessageReceived,
                          [this](const QString &message) { messages << SBJSON::JSONValue(message).toMap(); });
-        QObject::connect(&socket, &QWebSocket::connected, [this, firstMessage] { socket.sendTextMessage(firstMessage); });
+        QObject::connect(&socket, &QWebSocket::connected,
+                         [this, firstMessage] { socket.sendTextMessage(firstMessage); });
         socket.open(QUrl(QString("ws://127.0.0.1:%1/livereload").arg(port)));
-    }
-    bool received(const QString &command) const
-    {
-        return std::any_of(messages.begin(), messages.end(),
-                           [&](const QVariantMap &message) { return message["command"] == command; });
     }
     // The paths of the reloads, in the order they came.
     QStringList reloadedPaths() const
