@@ -101,9 +101,11 @@ void LiveReloadServer::close()
     const QSet<QWebSocket *> pages = m_pages;
     for (QWebSocket *page : pages)
         dropPage(page);
-    const QSet<QTcpSocket *> connections = m_connections;
-    for (QTcpSocket *socket : connections)
-        closeNow(socket);
+    for (const QPointer<QTcpSocket> &socket : std::as_const(m_connections)) {
+        if (socket)
+            closeNow(socket);
+    }
+    m_connections.clear();
 }
 
 void LiveReloadServer::reloadStylesheet(const QString &cssPath)
@@ -117,15 +119,20 @@ void LiveReloadServer::reloadStylesheet(const QString &cssPath)
 void LiveReloadServer::acceptConnections()
 {
     while (QTcpSocket *socket = m_tcpServer.nextPendingConnection()) {
-        if (m_connections.size() >= MaximumConnections) {
+        if (openConnectionCount() >= MaximumConnections) {
             qCWarning(lcServices, "Live reload refused a connection: %d are open already.", MaximumConnections);
             closeNow(socket);
             continue;
         }
-        m_connections.insert(socket);
-        connect(socket, &QObject::destroyed, this, [this, socket] { m_connections.remove(socket); });
+        m_connections << socket;
         watchRequest(socket);
     }
+}
+
+qsizetype LiveReloadServer::openConnectionCount()
+{
+    m_connections.removeIf([](const QPointer<QTcpSocket> &socket) { return socket.isNull(); });
+    return m_connections.size();
 }
 
 // A request that never completes, or whose answer is never taken, is cut off.
@@ -180,8 +187,7 @@ void LiveReloadServer::respond(QTcpSocket *socket, const QByteArray &status, con
 {
     socket->readAll();
     socket->write("HTTP/1.1 " + status + LineEnd + "Content-Type: " + contentType + LineEnd
-                  + "Content-Length: " + QByteArray::number(body.size()) + LineEnd + "Connection: close" + LineEnd
-                  + "Access-Control-Allow-Origin: *" + EndOfHead + body);
+                  + "Content-Length: " + QByteArray::number(body.size()) + LineEnd + "Connection: close" + EndOfHead + body);
     socket->disconnectFromHost();
 }
 

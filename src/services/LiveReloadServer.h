@@ -1,7 +1,9 @@
 #pragma once
 
 #include <QHostAddress>
+#include <QList>
 #include <QObject>
+#include <QPointer>
 #include <QSet>
 #include <QTcpServer>
 #include <QWebSocketServer>
@@ -47,6 +49,7 @@ Q_SIGNALS:
 
 private:
     void acceptConnections();
+    qsizetype openConnectionCount();
     void watchRequest(QTcpSocket *socket);
     void readRequestHead(QTcpSocket *socket);
     void answerRequest(QTcpSocket *socket, const QByteArray &head);
@@ -59,9 +62,9 @@ private:
     void send(QWebSocket *page, const QString &message);
 
     QString m_scriptPath;
-    // Every connection still open, whatever stage it is at; declared before
-    // the servers, whose sockets remove themselves as they go.
-    QSet<QTcpSocket *> m_connections;
+    // Every connection, whatever stage it is at. Weak pointers: the WebSocket
+    // server takes the sockets over, connections and all.
+    QList<QPointer<QTcpSocket>> m_connections;
     QSet<QWebSocket *> m_pages;
     QTcpServer m_tcpServer;
     QWebSocketServer m_webSocketServer;
