@@ -95,6 +95,8 @@ bool LiveReloadServer::listen(const QHostAddress &address, quint16 port)
     return m_tcpServer.listen(address, port);
 }
 
+// A socket that the WebSocket server has taken over is deleted by its owner
+// once it is disconnected.
 void LiveReloadServer::close()
 {
     m_tcpServer.close();
@@ -103,7 +105,7 @@ void LiveReloadServer::close()
         dropPage(page);
     for (const QPointer<QTcpSocket> &socket : std::as_const(m_connections)) {
         if (socket)
-            closeNow(socket);
+            socket->abort();
     }
     m_connections.clear();
 }
