@@ -67,6 +67,10 @@ struct Parser
         QStringLiteral("autoprefix"),
         QStringLiteral("With --headless or --compile-all: add vendor prefixes with autoprefixer "
                        "for the project's browsers.")};
+    QCommandLineOption liveReload{
+        QStringLiteral("live-reload"),
+        QStringLiteral("Tell browser pages of each new CSS file (LiveReload, on the port set in the preferences, "
+                       "35729 unless changed) for this run.")};
 };
 
 Parser::Parser() : help(parser.addHelpOption()), version(parser.addVersionOption())
@@ -84,6 +88,7 @@ Parser::Parser() : help(parser.addHelpOption()), version(parser.addVersionOption
     inlineSourceMap.setFlags(QCommandLineOption::HiddenFromHelp);
     parser.addOption(inlineSourceMap);
     parser.addOption(autoprefix);
+    parser.addOption(liveReload);
     parser.addPositionalArgument(QStringLiteral("PATH"),
                                  QStringLiteral("A folder to add to the watched folders (a LESS file "
                                                 "adds the folder that holds it)."),
@@ -153,6 +158,12 @@ std::optional<CommandLineOptions> CommandLineOptions::parse(const QCoreApplicati
     const bool forOneRun = result.quiet || result.json || result.sourceMap || result.autoprefix;
     if (forOneRun && result.mode == Mode::Window) {
         printError(QStringLiteral("--quiet, --json, --source-map and --autoprefix go with --headless or --compile-all."));
+        *exitCode = UsageErrorExitCode;
+        return std::nullopt;
+    }
+    result.liveReload = parser.isSet(options.liveReload);
+    if (result.liveReload && result.mode == Mode::CompileAll) {
+        printError(QStringLiteral("--live-reload goes with --headless or the window, not with --compile-all."));
         *exitCode = UsageErrorExitCode;
         return std::nullopt;
     }

@@ -25,6 +25,8 @@ struct CommandLineOptions
     // Switched on for every file of this run.
     std::optional<LessOptions::SourceMap> sourceMap;
     bool autoprefix = false;
+    // Serve live reload for this run, whatever the preferences say.
+    bool liveReload = false;
 
     // Whether the arguments start the window, and so need a display; help,
     // version, usage errors and the modes without a window do not. Options

@@ -76,6 +76,11 @@ void CompilerLog::reportFolderNote(const QString &folder, const QString &message
     addEntry(abbreviateWithTilde(folder), StyledText(message, color));
 }
 
+void CompilerLog::reportProblem(const QString &source, const QString &message)
+{
+    addEntry(source, StyledText(message, StyledText::Red));
+}
+
 void CompilerLog::handleZRMCompilerNotification(const Notification &notification)
 {
     if (notification.name == ZRMLCStartedCompilingAFileNotification) {

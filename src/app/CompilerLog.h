@@ -26,6 +26,8 @@ public:
     void reportUndecodableFiles(const QString &folder, const QList<QByteArray> &paths);
     // What happened to the watching of a folder, with the folder in the file column.
     void reportFolderNote(const QString &folder, const QString &message, RgbaColor color);
+    // A part of Cascader that cannot work, named in the file column.
+    void reportProblem(const QString &source, const QString &message);
 
 private:
     void handleZRMCompilerNotification(const Notification &notification);

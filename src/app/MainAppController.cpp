@@ -7,6 +7,7 @@
 #include "FolderRefresher.h"
 #include "ImportLinks.h"
 #include "LiveFolders.h"
+#include "LiveReload.h"
 #include "ProjectFiles.h"
 #include "UserInterface.h"
 #include "engine/LessPackage.h"
@@ -28,7 +29,8 @@ MainAppController::MainAppController(LessClientAppDelegate *appDelegate, QObject
       m_compilerLog(new CompilerLog(this)),
       m_importLinks(new ImportLinks(this)),
       m_liveFolders(new LiveFolders(this)),
-      m_projectFiles(new ProjectFiles(this))
+      m_projectFiles(new ProjectFiles(this)),
+      m_liveReload(new LiveReload(this))
 {
     m_lessCompiler->setCompilerDelegate(this);
 }

@@ -17,6 +17,7 @@ class FolderAdder;
 class FolderRefresher;
 class ImportLinks;
 class LiveFolders;
+class LiveReload;
 class ProjectFiles;
 class LessClientAppDelegate;
 class UserInterface;
@@ -25,8 +26,9 @@ class ZRMLessCompiler;
 // The owner of the project and the workflow that ties its jobs together:
 // adding folders (FolderAdder), refreshing them (FolderRefresher), CSS
 // folders (CSSOutputPaths), the engine's watch list (AutoCompileWatchList),
-// the import graph (ImportLinks), the compiler log (CompilerLog) and the
-// folders' changes on disk (LiveFolders). It holds the auto-compile switch and
+// the import graph (ImportLinks), the compiler log (CompilerLog), the
+// folders' changes on disk (LiveFolders) and the browser pages told of new
+// CSS (LiveReload). It holds the auto-compile switch and
 // the busy state the window shows, and is the compiler engine's
 // compiling-settings delegate.
 //
@@ -62,6 +64,7 @@ public:
     CompilerLog *compilerLog() const { return m_compilerLog; }
     ImportLinks *importLinks() const { return m_importLinks; }
     LiveFolders *liveFolders() const { return m_liveFolders; }
+    LiveReload *liveReload() const { return m_liveReload; }
     ProjectFiles *projectFiles() const { return m_projectFiles; }
 
     bool jAutoCompileEnabled() const { return m_jAutoCompileEnabled; }
@@ -142,6 +145,7 @@ private:
     ImportLinks *m_importLinks;
     LiveFolders *m_liveFolders;
     ProjectFiles *m_projectFiles;
+    LiveReload *m_liveReload;
     std::optional<LessOptions::SourceMap> m_sourceMapForThisRun;
     bool m_autoprefixForThisRun = false;
 };

@@ -2,6 +2,7 @@
 #include "app/CommandLinePaths.h"
 #include "app/CompileAllRun.h"
 #include "app/LessClientAppDelegate.h"
+#include "app/LiveReload.h"
 #include "app/MainAppController.h"
 #include "app/RunningInstance.h"
 #include "app/UnixSignalWatcher.h"
@@ -124,6 +125,7 @@ int runUntilQuit(const CommandLineOptions &options, const QStringList &paths)
     saveAtQuit(delegate);
 
     delegate.applicationWillFinishLaunching(options.autoCompile);
+    delegate.appController()->liveReload()->start(options.liveReload);
     openPaths(delegate, paths);
     return QCoreApplication::exec();
 }

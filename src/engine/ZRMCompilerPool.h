@@ -40,6 +40,8 @@ public:
     bool compile(const ZRMCompileJob &job, int delayMs = 0);
     // No worker could be started, and none has since.
     bool isBroken() const { return m_broken; }
+    // Nothing waits and nothing runs: the outcome just announced was the last one due.
+    bool isIdle() const { return m_running.isEmpty() && m_queue.isEmpty(); }
     // Tops the pool up to its size; a broken pool tries once more.
     void startWorkersAgain();
 

@@ -29,5 +29,11 @@ inline constexpr QLatin1StringView Notifications{"notifications"};
 inline constexpr QLatin1StringView ShowLogOnFailure{"showLogOnFailure"};
 // The command that opens a file at a line, with %f and %l; empty for the desktop's own choice.
 inline constexpr QLatin1StringView EditorCommand{"editorCommand"};
+// Browser pages get each new CSS through the LiveReload server.
+inline constexpr QLatin1StringView LiveReloadEnabled{"liveReloadEnabled"};
+// The LiveReload server's TCP port; 0 takes any free one.
+inline constexpr QLatin1StringView LiveReloadPort{"liveReloadPort"};
+// The LiveReload server listens on every network address, not only on 127.0.0.1.
+inline constexpr QLatin1StringView LiveReloadOnAllAddresses{"liveReloadOnAllAddresses"};
 
 } // namespace UserDefaultsKeys

@@ -55,8 +55,18 @@ const QString AppModeText = QStringLiteral("Show Cascader as:");
 const QString WindowModeText = QStringLiteral("A window");
 const QString TrayModeText = QStringLiteral("An icon in the system tray");
 const QString AppModeNote = QStringLiteral("Takes effect at the next start.");
+const QString LiveReloadTitle = QStringLiteral("Live Reload");
+const QString LiveReloadText = QStringLiteral("Put each new CSS into the browser pages that use it");
+const QString LiveReloadNote = QStringLiteral(
+    "Add <script src=\"http://localhost:35729/livereload.js\"></script> to your pages (with the port\n"
+    "below), or use a LiveReload browser extension.");
+const QString LiveReloadPortText = QStringLiteral("Port:");
+const QString AllAddressesText = QStringLiteral("Listen on every network address, not only on this computer");
+const QString AllAddressesWarning =
+    QStringLiteral("Anyone on the network can connect, and learn the paths of your CSS files.");
 
 constexpr int MaximumWorkers = 16;
+constexpr int MaximumPort = 65535;
 constexpr int MinimumTimeLimit = 5;
 constexpr int MaximumTimeLimit = 3600;
 constexpr int MinimumRefreshInterval = 1;
@@ -64,6 +74,8 @@ constexpr int RefreshPageStep = 5;
 constexpr int RefreshSliderWidth = 220;
 constexpr int SectionIndent = 16;
 constexpr qreal NoteFontScale = 0.9;
+// Readable on light and dark backgrounds alike.
+const QColor WarningColor(0xd0, 0x40, 0x10);
 
 QLabel *createSectionTitle(const QString &text, QWidget *parent)
 {
@@ -123,6 +135,7 @@ PreferencesController::PreferencesController(QWidget *parent) : QDialog(parent)
     layout->addWidget(buildCompilingSection());
     layout->addWidget(buildRefreshSection());
     layout->addWidget(buildAppModeSection());
+    layout->addWidget(buildLiveReloadSection());
     layout->addWidget(buttons);
     layout->setSizeConstraint(QLayout::SetFixedSize);
     alignRowLabels();
@@ -280,6 +293,36 @@ QWidget *PreferencesController::buildAppModeSection()
     return createSection(AppModeTitle, controls, this);
 }
 
+QWidget *PreferencesController::buildLiveReloadSection()
+{
+    QSpinBox *port = createSpinBox(UserDefaultsKeys::LiveReloadPort, 1, MaximumPort);
+    // Only the finished number: the server moves at each change.
+    port->setKeyboardTracking(false);
+    m_allAddressesButton = createCheckBox(AllAddressesText, UserDefaultsKeys::LiveReloadOnAllAddresses);
+    m_allAddressesWarning = createNote(AllAddressesWarning, this);
+    QPalette warning = m_allAddressesWarning->palette();
+    warning.setColor(QPalette::WindowText, WarningColor);
+    m_allAddressesWarning->setPalette(warning);
+    m_allAddressesWarning->setForegroundRole(QPalette::WindowText);
+    connect(m_allAddressesButton, &QCheckBox::toggled, m_allAddressesWarning, &QLabel::setVisible);
+
+    QLabel *note = createNote(LiveReloadNote, this);
+    note->setTextFormat(Qt::PlainText);
+    note->setTextInteractionFlags(Qt::TextSelectableByMouse);
+
+    auto *text = new QLabel(LiveReloadPortText, this);
+    text->setBuddy(port);
+    auto *controls = new QGridLayout;
+    controls->addWidget(createCheckBox(LiveReloadText, UserDefaultsKeys::LiveReloadEnabled), 0, 0, 1, 2);
+    controls->addWidget(note, 1, 0, 1, 2);
+    controls->addWidget(text, 2, 0);
+    controls->addWidget(port, 2, 1, Qt::AlignLeading);
+    controls->addWidget(m_allAddressesButton, 3, 0, 1, 2);
+    controls->addWidget(m_allAddressesWarning, 4, 0, 1, 2);
+    controls->setColumnStretch(1, 1);
+    return createSection(LiveReloadTitle, controls, this);
+}
+
 // The labels in front of the slider and the box, one above the other, are
 // made as wide as each other so that the controls line up.
 void PreferencesController::alignRowLabels()
@@ -323,6 +366,7 @@ void PreferencesController::showUserDefaults()
             0, NotificationChoices.indexOf(defaults->objectForKey(UserDefaultsKeys::Notifications).toString())));
     }
     m_editorField->setText(defaults->objectForKey(UserDefaultsKeys::EditorCommand).toString());
+    m_allAddressesWarning->setVisible(m_allAddressesButton->isChecked());
     m_skippedFoldersField->setText(
         defaults->objectForKey(UserDefaultsKeys::SkippedFolders).toStringList().join(SkippedFoldersSeparator));
     setAutoRefreshLabel();

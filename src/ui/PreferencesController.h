@@ -37,6 +37,8 @@ public:
     QLabel *refreshLabel() const { return m_refreshLabel; }
     QComboBox *appModePopUpButton() const { return m_appModePopUpButton; }
     QLineEdit *skippedFoldersField() const { return m_skippedFoldersField; }
+    QCheckBox *allAddressesButton() const { return m_allAddressesButton; }
+    QLabel *allAddressesWarning() const { return m_allAddressesWarning; }
 
 Q_SIGNALS:
     void jRefreshLabelStringChanged(const QString &label);
@@ -51,6 +53,7 @@ private:
     QWidget *buildCompilingSection();
     QWidget *buildRefreshSection();
     QWidget *buildAppModeSection();
+    QWidget *buildLiveReloadSection();
     void alignRowLabels();
     void showUserDefaults();
     void storeSkippedFolders();
@@ -66,4 +69,6 @@ private:
     QLineEdit *m_skippedFoldersField = nullptr;
     QComboBox *m_notificationsPopUpButton = nullptr;
     QLineEdit *m_editorField = nullptr;
+    QCheckBox *m_allAddressesButton = nullptr;
+    QLabel *m_allAddressesWarning = nullptr;
 };

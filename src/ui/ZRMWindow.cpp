@@ -18,6 +18,7 @@
 #include "ZRMStaticImageView.h"
 #include "app/AutoCompileWatchList.h"
 #include "app/FolderRefresher.h"
+#include "app/LiveReload.h"
 #include "app/MainAppController.h"
 #include "support/BundleInfo.h"
 #include "support/PathUtils.h"
@@ -248,13 +249,19 @@ QWidget *ZRMWindow::buildBottomBar()
     m_progressLabel = new QLabel(this);
     m_progressLabel->setAccessibleName(tr("Activity"));
     m_progressLabel->hide();
+    m_liveReloadLabel = new QLabel(this);
+    m_liveReloadLabel->setAccessibleName(tr("Live reload"));
+    m_liveReloadLabel->hide();
 
+    const int groupSpacing = style()->pixelMetric(QStyle::PM_LayoutHorizontalSpacing) * 3;
     auto *layout = new QHBoxLayout;
     layout->addWidget(m_autoCompileCheckbox);
-    layout->addSpacing(style()->pixelMetric(QStyle::PM_LayoutHorizontalSpacing) * 3);
+    layout->addSpacing(groupSpacing);
     layout->addWidget(m_progressSpinner);
     layout->addWidget(m_progressLabel);
     layout->addStretch();
+    layout->addWidget(m_liveReloadLabel);
+    layout->addSpacing(groupSpacing);
     layout->addWidget(createButton(m_commands->compileAllAction(), this));
     return createPane(layout, this);
 }
@@ -270,8 +277,10 @@ void ZRMWindow::followController()
             &ZRMWindow::scrollTableViewsToLastRow);
     connect(m_appController->folderRefresher(), &FolderRefresher::refreshFinished, this,
             &ZRMWindow::flashRefreshComplete);
+    connect(m_appController->liveReload(), &LiveReload::stateChanged, this, &ZRMWindow::showLiveReloadState);
 
     showTab(m_appController->activeTabViewIndex());
+    showLiveReloadState();
     if (m_appController->spinnerCount() > 0)
         startSpinner({});
 }
@@ -303,6 +312,15 @@ void ZRMWindow::stopSpinner()
     m_progressSpinner->stopAnimation();
     m_progressLabel->hide();
     m_progressLabel->clear();
+}
+
+// Nothing while live reload is off.
+void ZRMWindow::showLiveReloadState()
+{
+    const LiveReload *liveReload = m_appController->liveReload();
+    const int pages = liveReload->pageCount();
+    m_liveReloadLabel->setText(pages == 1 ? tr("Live reload: 1 page") : tr("Live reload: %1 pages").arg(pages));
+    m_liveReloadLabel->setVisible(liveReload->isServing());
 }
 
 void ZRMWindow::flashRefreshComplete(bool notify)

@@ -61,6 +61,7 @@ public:
     QCheckBox *autoCompileCheckbox() const { return m_autoCompileCheckbox; }
     ZRMProgressSpinner *progressSpinner() const { return m_progressSpinner; }
     QLabel *progressLabel() const { return m_progressLabel; }
+    QLabel *liveReloadLabel() const { return m_liveReloadLabel; }
 
 protected:
     void closeEvent(QCloseEvent *event) override;
@@ -82,6 +83,7 @@ private:
     void flashRefreshComplete(bool notify);
     void startSpinner(const QString &message);
     void stopSpinner();
+    void showLiveReloadState();
     void restoreWindowState();
     void saveWindowState() const;
 
@@ -102,6 +104,7 @@ private:
     QCheckBox *m_autoCompileCheckbox = nullptr;
     ZRMProgressSpinner *m_progressSpinner = nullptr;
     QLabel *m_progressLabel = nullptr;
+    QLabel *m_liveReloadLabel = nullptr;
     OverlayFlash *m_overlay = nullptr;
     FolderDropTarget *m_dropTarget = nullptr;
 };

@@ -82,6 +82,14 @@ private Q_SLOTS:
         files.at(2)->setImportedFiles(QStringList());
         files.at(2)->setShouldCompressCSSOutput(true);
         files.at(2)->setCSSFileOutputPath(QStringLiteral("/tmp/out/c.css"));
+        LessOptions options;
+        options.sourceMap = LessOptions::SourceMap::Inline;
+        options.math = "parens";
+        options.includePaths = QStringList{"vendor", "/usr/share/less"};
+        options.globalVariables = {{"brand", "#123"}, {"gap", "4px"}};
+        options.projectLess = true;
+        files.at(1)->setLessOptions(options);
+        model.pathData().at(0)->setOutputRule(OutputRule::replacingComponent("less", "css"));
 
         const ProjectDataFile dataFile;
         QVERIFY(dataFile.saveDataToDisk(model.pathData()));
@@ -99,6 +107,8 @@ private Q_SLOTS:
         QCOMPARE(loadedFiles.at(2)->importedFiles(), QStringList());
         QVERIFY(!loadedFiles.at(0)->checkboxChosenByUser() && loadedFiles.at(1)->checkboxChosenByUser());
         QVERIFY(!loaded.pathData.at(1)->lessFiles().at(0)->importedFiles());
+        QCOMPARE(loadedFiles.at(1)->lessOptions(), options);
+        QCOMPARE(loaded.pathData.at(0)->outputRule(), OutputRule::replacingComponent("less", "css"));
         // Saved again, both give the same file; a default target comes back as if chosen.
         files.at(1)->setCSSFileOutputPath(site + "/b.css");
         model.pathData().at(1)->lessFiles().at(0)->setCSSFileOutputPath("/srv/other/x.css");
@@ -134,6 +144,8 @@ private Q_SLOTS:
                    "\"lessFileFullPath\" of file 1 of folder 1 is not a string");
         unreadable("check mark is text", project(Folder.arg(File.arg(R"(, "checkboxState": "yes")"))),
                    "\"checkboxState\" of file 1 of folder 1 is not true or false");
+        unreadable("unknown source map", project(Folder.arg(File.arg(R"(, "sourceMap": "yes")"))),
+                   "\"sourceMap\" must be \"none\", \"file\" or \"inline\" in file 1 of folder 1");
         unreadable("row value is a number",
                    project(R"({"$class": "PathHolder", "valuesForPathsTableViewCell": {"titleString": 1}})"),
                    "\"valuesForPathsTableViewCell\" of folder 1 is not an object of strings");
@@ -169,6 +181,7 @@ private Q_SLOTS:
             const LessHolder &file = *record.lessFiles().at(0);
             QVERIFY(record.iconImage() == "folder" && record.valuesForTableViewCell().isEmpty());
             QVERIFY(file.checkboxState() && !file.shouldCompressCSSOutput());
+            QVERIFY(file.lessOptions() == LessOptions() && record.outputRule().isBesideFile());
             // A file from before partials: its check mark is the user's, its imports unknown.
             QVERIFY(file.checkboxChosenByUser() && !file.importedFiles());
             QCOMPARE(file.targetCSSFileFullPath(), QStringLiteral("/w/less/a.css"));

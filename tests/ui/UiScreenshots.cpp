@@ -2,6 +2,7 @@
 // into the folder given on the command line; with --dark, as a user of a dark
 // colour scheme sees them, under names that start with "dark-".
 
+#include "app/LiveReload.h"
 #include "app/MainAppController.h"
 #include "engine/ZRMLessCompiler.h"
 #include "support/NotificationCenter.h"
@@ -28,6 +29,7 @@
 #include <QPropertyAnimation>
 #include <QStyleFactory>
 #include <QTest>
+#include <QWebSocket>
 
 #include <cstdio>
 
@@ -219,6 +221,8 @@ int main(int argc, char *argv[])
     defaults->setBool(true, UserDefaultsKeys::UpdateAtStartup);
     defaults->setBool(true, UserDefaultsKeys::ShouldCompressCSSOutput);
     defaults->setInteger(60, UserDefaultsKeys::CompileTimeLimit);
+    defaults->setInteger(35729, UserDefaultsKeys::LiveReloadPort);
+    defaults->setBool(true, UserDefaultsKeys::LiveReloadOnAllAddresses);
     defaults->setObject(QStringList{".*", "node_modules", "bower_components", "vendor"}, UserDefaultsKeys::SkippedFolders);
     PreferencesController preferences;
     AboutWindowController about;
@@ -226,5 +230,19 @@ int main(int argc, char *argv[])
     saved &= save(&preferences, folder, "preferences.png");
     about.show();
     saved &= save(&about, folder, "about.png");
+
+    // Two pages follow the CSS; any free port, so that a running Cascader is no obstacle.
+    defaults->setInteger(0, UserDefaultsKeys::LiveReloadPort);
+    defaults->setBool(false, UserDefaultsKeys::LiveReloadOnAllAddresses);
+    controller.liveReload()->start(true);
+    QWebSocket pages[2];
+    for (QWebSocket &page : pages) {
+        QObject::connect(&page, &QWebSocket::connected, &page, [&page] {
+            page.sendTextMessage(R"({"command":"hello","protocols":["http://livereload.com/protocols/official-7"]})");
+        });
+        page.open(QUrl(QStringLiteral("ws://127.0.0.1:%1/livereload").arg(controller.liveReload()->port())));
+    }
+    saved &= QTest::qWaitFor([&] { return controller.liveReload()->pageCount() == 2; });
+    saved &= save(window, folder, "main-window-live-reload.png");
     return saved ? 0 : 1;
 }
