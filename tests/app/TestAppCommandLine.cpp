@@ -211,6 +211,27 @@ private Q_SLOTS:
         QVERIFY(!cascader.process.readAllStandardError().contains("does not exist"));
     }
 
+    // A CI job gets the project file's output and entry files, and this run's
+    // source maps and prefixes; in the window those options are refused.
+    void optionsOfOneRun()
+    {
+        const QString site = home() + "/shop";
+        writeFile(site + "/less/main.less", ".a { display: flex; }\n");
+        writeFile(site + "/less/other.less", ".b { color: red; }\n");
+        writeFile(site + "/.browserslistrc", "safari 5\n");
+        writeFile(site + "/cascader.json", R"({"output": {"folder": "../css"}, "entryFiles": ["less/main.less"]})");
+        QVERIFY(QDir().mkpath(site + "/css"));
+        Cascader cascader(m_environment, {"--compile-all", "--source-map=inline", "--autoprefix", site});
+        QVERIFY2(cascader.exitedWith(0), cascader.output.constData());
+        const QByteArray css = readFile(site + "/css/main.css");
+        QVERIFY2(css.contains("display: -webkit-box;") && css.contains("sourceMappingURL=data:application/json;base64,"),
+                 css.constData());
+        QVERIFY(!QFileInfo::exists(site + "/css/other.css") && !QFileInfo::exists(site + "/css/main.css.map"));
+
+        Cascader window(m_environment, {"--source-map", site});
+        QVERIFY(window.exitedWith(2));
+    }
+
     // --json: one object a line with each outcome's fields; --quiet: errors
     // only; --headless says what it watches; without a display the window
     // points at --headless.
