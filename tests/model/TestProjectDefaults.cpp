@@ -50,7 +50,7 @@ private Q_SLOTS:
             "entryFiles": ["less/main.less"]})") << QString();
         QTest::newRow("empty object") << QByteArray("{}") << QString();
         QTest::newRow("missing comma") << QByteArray("{\n  \"compress\": true\n  \"output\": {}\n}")
-                                       << "line 3, column 3: ";
+                                       << "line 3, column 4: ";
         QTest::newRow("position counts characters") << QByteArray("{\"é\": 1,\n\"ü\": [1,, 2]}") << "line 2, column 10: ";
         QTest::newRow("a list") << QByteArray("[]") << "line 1, column 1: not a JSON object";
         QTest::newRow("unknown source map") << QByteArray(R"({"options": {"sourceMap": "yes"}})")
