@@ -196,6 +196,7 @@ int main(int argc, char *argv[])
     window->flashOverlayWithDuration(0, "thumbs.png", "Refresh Complete");
     finish(window->overlayWindow()->fadeInAnimation());
     saved &= save(window, folder, "main-window-flash.png");
+    window->overlayWindow()->hide();
 
     window->showErrorSheet("Path Already Included",
                                         QStringLiteral("We're already watching %1").arg(home("Sites/acme-shop")));
