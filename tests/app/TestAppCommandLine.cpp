@@ -211,20 +211,26 @@ private Q_SLOTS:
         QVERIFY(!cascader.process.readAllStandardError().contains("does not exist"));
     }
 
-    // A CI job gets the project file's output and entry files, and this run's
-    // source maps and prefixes; in the window those options are refused.
+    // A CI job gets the project file's output, entry files and the project's
+    // own less (3, which divides), and this run's source maps and prefixes;
+    // in the window those options are refused.
     void optionsOfOneRun()
     {
         const QString site = home() + "/shop";
-        writeFile(site + "/less/main.less", ".a { display: flex; }\n");
+        const QString less3 = QDir::cleanPath(QFINDTESTDATA("../fixtures/node_modules/less3"));
+        QVERIFY2(!less3.isEmpty(), "less 3 is missing: run scripts/setup");
+        QVERIFY(QDir().mkpath(site + "/node_modules") && QFile::link(less3, site + "/node_modules/less"));
+        writeFile(site + "/less/main.less", ".a { display: flex; width: 10px / 2; }\n");
         writeFile(site + "/less/other.less", ".b { color: red; }\n");
         writeFile(site + "/.browserslistrc", "safari 5\n");
-        writeFile(site + "/cascader.json", R"({"output": {"folder": "../css"}, "entryFiles": ["less/main.less"]})");
+        writeFile(site + "/cascader.json", R"({"output": {"folder": "../css"}, "entryFiles": ["less/main.less"],
+                                               "options": {"lessCompiler": "project"}})");
         QVERIFY(QDir().mkpath(site + "/css"));
         Cascader cascader(m_environment, {"--compile-all", "--source-map=inline", "--autoprefix", site});
         QVERIFY2(cascader.exitedWith(0), cascader.output.constData());
         const QByteArray css = readFile(site + "/css/main.css");
-        QVERIFY2(css.contains("display: -webkit-box;") && css.contains("sourceMappingURL=data:application/json;base64,"),
+        QVERIFY2(css.contains("display: -webkit-box;") && css.contains("width: 5px;")
+                     && css.contains("sourceMappingURL=data:application/json;base64,"),
                  css.constData());
         QVERIFY(!QFileInfo::exists(site + "/css/other.css") && !QFileInfo::exists(site + "/css/main.css.map"));
 
