@@ -88,40 +88,38 @@ class TestLiveReloadBrowser : public ControllerTest
     Q_OBJECT
 
 private Q_SLOTS:
-    void newStylesheetAppliesWithoutReloadingThePage();
+    void newStylesheetAppliesWithoutReloadingThePage()
+    {
+        if (!QFile::exists(ChromiumPath))
+            QSKIP("Chromium is not installed.");
+        UserDefaults::standardUserDefaults()->setInteger(0, UserDefaultsKeys::LiveReloadPort);
+        m_controller->liveReload()->start(true);
+        QVERIFY(m_controller->liveReload()->isServing());
+
+        QTemporaryDir site(QDir::homePath() + "/site-XXXXXX");
+        const QString less = site.filePath("main.less");
+        writeFile(less, "body { color: rgb(1, 2, 3); }\n");
+        m_controller->beginValidatingPath(site.path());
+        QVERIFY(waitUntilIdle(*m_controller));
+        QVERIFY(waitUntilWatched({less}));
+        m_controller->setJAutoCompileEnabled(true);
+        m_controller->lessCompiler()->compileFileAtPath(less, site.filePath("main.css"), false);
+        QTRY_VERIFY_WITH_TIMEOUT(readFile(site.filePath("main.css")).contains("#010203"), Timeout);
+        writeFile(site.filePath("index.html"),
+                  QString("<link rel=stylesheet href=main.css><script src=\"http://127.0.0.1:%1/livereload.js\"></script>")
+                      .arg(m_controller->liveReload()->port())
+                      .toUtf8());
+
+        Chromium chromium(QUrl::fromLocalFile(site.filePath("index.html")));
+        QVERIFY(chromium.attach());
+        QTRY_COMPARE_WITH_TIMEOUT(m_controller->liveReload()->pageCount(), 1, Timeout);
+        QCOMPARE(chromium.evaluate("window.marker = 42").toInt(), 42);
+        writeFile(less, "body { color: rgb(4, 5, 6); }\n");
+        QTRY_COMPARE_WITH_TIMEOUT(chromium.evaluate("getComputedStyle(document.body).color").toString(), "rgb(4, 5, 6)",
+                                  Timeout);
+        QCOMPARE(chromium.evaluate("window.marker").toInt(), 42);
+    }
 };
-
-void TestLiveReloadBrowser::newStylesheetAppliesWithoutReloadingThePage()
-{
-    if (!QFile::exists(ChromiumPath))
-        QSKIP("Chromium is not installed.");
-    UserDefaults::standardUserDefaults()->setInteger(0, UserDefaultsKeys::LiveReloadPort);
-    m_controller->liveReload()->start(true);
-    QVERIFY(m_controller->liveReload()->isServing());
-
-    QTemporaryDir site(QDir::homePath() + "/site-XXXXXX");
-    const QString less = site.filePath("main.less");
-    writeFile(less, "body { color: rgb(1, 2, 3); }\n");
-    m_controller->beginValidatingPath(site.path());
-    QVERIFY(waitUntilIdle(*m_controller));
-    QVERIFY(waitUntilWatched({less}));
-    m_controller->setJAutoCompileEnabled(true);
-    m_controller->lessCompiler()->compileFileAtPath(less, site.filePath("main.css"), false);
-    QTRY_VERIFY_WITH_TIMEOUT(readFile(site.filePath("main.css")).contains("#010203"), Timeout);
-    writeFile(site.filePath("index.html"),
-              QString("<link rel=stylesheet href=main.css><script src=\"http://127.0.0.1:%1/livereload.js\"></script>")
-                  .arg(m_controller->liveReload()->port())
-                  .toUtf8());
-
-    Chromium chromium(QUrl::fromLocalFile(site.filePath("index.html")));
-    QVERIFY(chromium.attach());
-    QTRY_COMPARE_WITH_TIMEOUT(m_controller->liveReload()->pageCount(), 1, Timeout);
-    QCOMPARE(chromium.evaluate("window.marker = 42").toInt(), 42);
-    writeFile(less, "body { color: rgb(4, 5, 6); }\n");
-    QTRY_COMPARE_WITH_TIMEOUT(chromium.evaluate("getComputedStyle(document.body).color").toString(), "rgb(4, 5, 6)",
-                              Timeout);
-    QCOMPARE(chromium.evaluate("window.marker").toInt(), 42);
-}
 
 QTEST_MAIN(TestLiveReloadBrowser)
 #include "TestLiveReloadBrowser.moc"

@@ -350,15 +350,13 @@ private Q_SLOTS:
         QTest::addColumn<QString>("leave"); // first gone for a while: "delete" or "rename"
 
         QTest::newRow("in place") << Save::InPlace << "";
-        QTest::newRow("in chunks") << Save::InPlaceInChunks << "";
         QTest::newRow("temporary file renamed over") << Save::TempFileRenamedOver << "";
-        QTest::newRow("backup, then new file") << Save::BackupThenNewFile << "";
-        QTest::newRow("delete, then new file") << Save::DeleteThenNewFile << "";
         QTest::newRow("deleted, created again later") << Save::InPlace << "delete";
         QTest::newRow("renamed away, renamed back later") << Save::InPlace << "rename";
     }
 
-    // Every save compiles once, with the new content, and the next save is seen.
+    // Every save compiles once, with the new content, and the next save is seen;
+    // the watcher's tests go through the other ways editors save.
     // Leaving compiles nothing; a file back in place is new content there.
     void editorSaves()
     {
