@@ -196,6 +196,8 @@ void LiveReloadServer::respond(QTcpSocket *socket, const QByteArray &status, con
 void LiveReloadServer::acceptPages()
 {
     while (QWebSocket *page = m_webSocketServer.nextPendingConnection()) {
+        // Ours from here: a page that never says hello goes with the server.
+        page->setParent(this);
         page->setMaxAllowedIncomingFrameSize(MaximumCommandBytes);
         page->setMaxAllowedIncomingMessageSize(MaximumCommandBytes);
         connect(page, &QWebSocket::textMessageReceived, this,
