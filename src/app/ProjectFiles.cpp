@@ -77,14 +77,14 @@ void ProjectFiles::reportError(const QString &folder, const QString &error)
         return;
     m_reportedErrors.insert(folder, error);
     if (!error.isEmpty()) {
-        const QString file = PathUtils::abbreviateWithTilde(QDir(folder).filePath(ProjectDefaults::FileName));
+        const QString file = PathUtils::abbreviateWithTilde(ProjectDefaults::pathIn(folder));
         m_controller->compilerLog()->reportFolderNote(folder, MalformedMessage.arg(file, error), StyledText::Red);
     }
 }
 
 void ProjectFiles::reportTakenDefaults(const QString &folder, const QStringList &paths)
 {
-    const QString file = PathUtils::abbreviateWithTilde(QDir(folder).filePath(ProjectDefaults::FileName));
+    const QString file = PathUtils::abbreviateWithTilde(ProjectDefaults::pathIn(folder));
     const QString message = paths.size() == 1 ? TakenDefaultMessage.arg(file)
                                               : TakenDefaultsMessage.arg(paths.size()).arg(file);
     m_controller->compilerLog()->reportFolderNote(folder, message, StyledText::Grey);

@@ -50,19 +50,6 @@ QString OutputRule::targetFor(const QString &lessFile, const QString &watchedFol
     return QDir::cleanPath(top.filePath(components.join(u'/')) + u'/' + cssNameOf(lessFile));
 }
 
-QString OutputRule::description() const
-{
-    switch (kind) {
-    case Kind::Folder:
-        return QStringLiteral("CSS goes to %1/").arg(QDir::cleanPath(folder));
-    case Kind::ReplaceComponent:
-        return QStringLiteral("CSS goes where the folder \"%1\" is replaced by \"%2\"").arg(replace, with);
-    case Kind::BesideFile:
-        break;
-    }
-    return QStringLiteral("CSS goes beside each LESS file");
-}
-
 QVariantMap OutputRule::toVariantMap() const
 {
     switch (kind) {

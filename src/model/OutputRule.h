@@ -30,8 +30,6 @@ struct OutputRule
     // The CSS file for lessFile in watchedFolder; empty for beside the file,
     // which is also what a replacement that matches nothing gives.
     QString targetFor(const QString &lessFile, const QString &watchedFolder) const;
-    // "CSS goes to ../css/", for the log and the dialog.
-    QString description() const;
 
     // {"folder": "../css"}, {"replace": "less", "with": "css"}, or nothing.
     QVariantMap toVariantMap() const;

@@ -34,9 +34,14 @@ ProjectDefaults::Reading failed(const QString &reason)
 
 } // namespace
 
+QString ProjectDefaults::pathIn(const QString &folder)
+{
+    return QDir(folder).filePath(FileName);
+}
+
 ProjectDefaults::Reading ProjectDefaults::readFromFolder(const QString &folder)
 {
-    QFile file(QDir(folder).filePath(FileName));
+    QFile file(pathIn(folder));
     if (!file.exists())
         return {};
     if (!file.open(QIODevice::ReadOnly))
@@ -85,7 +90,7 @@ QByteArray ProjectDefaults::toJson() const
 
 bool ProjectDefaults::writeToFolder(const QString &folder, QString *error) const
 {
-    QSaveFile file(QDir(folder).filePath(FileName));
+    QSaveFile file(pathIn(folder));
     if (file.open(QIODevice::WriteOnly) && file.write(toJson()) >= 0 && file.commit())
         return true;
     *error = file.errorString();

@@ -15,6 +15,8 @@
 struct ProjectDefaults
 {
     static const QString FileName;
+    // The project file at the top of folder.
+    static QString pathIn(const QString &folder);
 
     OutputRule output;
     LessOptions options;

@@ -8,7 +8,6 @@
 #include <QCheckBox>
 #include <QComboBox>
 #include <QDialogButtonBox>
-#include <QDir>
 #include <QFormLayout>
 #include <QLabel>
 #include <QLineEdit>
@@ -216,5 +215,5 @@ void FileOptionsDialog::saveAsProjectDefaults()
     }
     m_savedNote->setText(tr("Saved to %1. Files found from now on take these options.")
                              .arg(PathUtils::abbreviateWithTilde(
-                                 QDir(m_folder->userSelectedFullPath()).filePath(ProjectDefaults::FileName))));
+                                 ProjectDefaults::pathIn(m_folder->userSelectedFullPath()))));
 }
