@@ -281,20 +281,26 @@ function writeError(output, err) {
   console.error(description);
 }
 
-// Where writing to `file` ends up; null for a loop of links.
-function followLinks(file) {
+// Where writing to `file` ends up, and the file there now (null for none);
+// null for a loop of links.
+function resolveTarget(file) {
   for (let hops = 0; hops < 40; hops++) {
-    let target;
+    let status = null;
     try {
-      target = fs.readlinkSync(file);
+      status = fs.lstatSync(file, { throwIfNoEntry: false }) || null;
     } catch (e) {
-      return file;
+      // Unreachable: the write says why.
     }
-    file = path.resolve(fs.realpathSync(path.dirname(file)), target);
+    if (!status || !status.isSymbolicLink()) {
+      return { target: file, existing: status };
+    }
+    file = path.resolve(fs.realpathSync(path.dirname(file)), fs.readlinkSync(file));
   }
   return null;
 }
 
+const ownUid = process.getuid();
+const ownGid = process.getgid();
 let tempCounter = 0;
 
 // Replaces the CSS in one step, so that a reader sees the old file or the new
@@ -302,26 +308,25 @@ let tempCounter = 0;
 // cannot be (the folder takes no new file, the target is a folder); the caller
 // then writes as lessc does, to lessc's success or error.
 function replaceFile(output, css) {
-  const target = followLinks(output);
-  if (target === null) {
+  const resolved = resolveTarget(output);
+  if (resolved === null) {
     return false;
   }
-  let existing = null;
-  try {
-    existing = fs.statSync(target);
-  } catch (e) {
-    // A new file: its mode comes from the umask, as lessc's would.
-  }
+  const { target, existing } = resolved;
   if (existing && existing.isDirectory()) {
     return false;
+  }
+  if (!existing && !fs.existsSync(path.dirname(target))) {
+    fs.mkdirSync(path.dirname(target), { recursive: true });
   }
   const name = path.basename(target).slice(0, 200);
   const temp = path.join(path.dirname(target), `.${name}.cascader-${process.pid}-${++tempCounter}.tmp`);
   try {
+    // A new file's mode comes from the umask, as lessc's would.
     fs.writeFileSync(temp, css, { encoding: 'utf8', flag: 'wx', mode: 0o666 });
     if (existing) {
       // Owner first: a chown clears the set-id bits that the chmod restores.
-      if (existing.uid !== process.getuid() || existing.gid !== process.getgid()) {
+      if (existing.uid !== ownUid || existing.gid !== ownGid) {
         try {
           fs.chownSync(temp, existing.uid, existing.gid);
         } catch (e) {
@@ -356,10 +361,6 @@ function writeInPlace(output, css) {
 
 async function writeOutput(output, css) {
   try {
-    const folder = path.dirname(output);
-    if (!fs.existsSync(folder)) {
-      fs.mkdirSync(folder, { recursive: true });
-    }
     if (!replaceFile(output, css)) {
       await writeInPlace(output, css);
     }
@@ -628,6 +629,44 @@ function stopIdleCollect() {
   }
 }
 
+// A fresh worker runs less's code unoptimised, and its first compile of a
+// large file takes half again as long as the next. Compiling a sample while
+// no request waits, a round at a time, makes even the first save warm.
+const WarmUpSample = path.join(__dirname, 'warm-up', 'sample.less');
+const WarmUpRounds = 30;
+const WarmUpDelayMs = 200;
+let warmUpSource = null;
+let warmUpRoundsLeft = 0;
+
+function startWarmUp() {
+  try {
+    warmUpSource = fs.readFileSync(WarmUpSample, 'utf8');
+  } catch (e) {
+    return;
+  }
+  warmUpRoundsLeft = WarmUpRounds;
+  next();
+}
+
+function warmUpRound() {
+  serving = true;
+  warmUpRoundsLeft--;
+  // Whatever it would print is nobody's business.
+  transcript = '';
+  warnings = '';
+  less.render(warmUpSource, lesscOptions(bundled, WarmUpSample, [], true))
+    .catch(() => {
+      warmUpRoundsLeft = 0;
+    })
+    // A request that came meanwhile goes before the next round.
+    .then(() => setImmediate(() => {
+      transcript = null;
+      warnings = null;
+      serving = false;
+      next();
+    }));
+}
+
 // Lines wait here while a compile runs; standard input closed, the worker
 // serves what it has and exits.
 const queue = [];
@@ -641,6 +680,10 @@ function next() {
   if (queue.length === 0) {
     if (inputEnded) {
       process.exit(0);
+    }
+    if (warmUpRoundsLeft > 0) {
+      warmUpRound();
+      return;
     }
     collectWhenIdle();
     return;
@@ -678,6 +721,7 @@ function listen() {
 load().then(() => {
   send({ ready: true, less: less.version.join('.') });
   listen();
+  setTimeout(startWarmUp, WarmUpDelayMs).unref();
   setTimeout(() => compressPluginLoaded().catch(() => {}), CompressPluginPreloadMs).unref();
 }, (e) => {
   process.stderr.write(`compile-worker: cannot load less: ${e && e.stack || e}\n`);
