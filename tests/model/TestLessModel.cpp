@@ -124,7 +124,6 @@ private Q_SLOTS:
         QTest::newRow("by path components") << "@/a/site" << QStringList{"@/a/site2", "@/a/site/sub", "@/a", "@/a/site/"}
                                             << QStringList{"@/a/site/sub", "@/a/site/"};
         QTest::newRow("a link into the folder") << "@/a/site" << QStringList{"@/into-site"} << QStringList{"@/into-site"};
-        QTest::newRow("the folder through a link") << "@/above" << QStringList{"@/a/site", "@/b"} << QStringList{"@/a/site"};
         QTest::newRow("missing paths, case counts") << "@/gone" << QStringList{"@/gone/x", "@/Gone/y"} << QStringList{"@/gone/x"};
         QTest::newRow("empty folder") << "" << QStringList{"@/a"} << QStringList();
     }
@@ -138,10 +137,9 @@ private Q_SLOTS:
 
         const QString root = m_folder.path();
         const auto resolved = [&](QStringList paths) { return paths.replaceInStrings(QStringLiteral("@"), root); };
-        QVERIFY(QDir(root).mkpath(QStringLiteral("a/site/sub")) && QDir(root).mkpath(QStringLiteral("b")));
-        // The first row makes the links; the later ones find them there.
+        QVERIFY(QDir(root).mkpath(QStringLiteral("a/site/sub")));
+        // The first row makes the link; the later ones find it there.
         QFile::link(root + "/a/site/sub", root + "/into-site");
-        QFile::link(root + "/a", root + "/above");
         QCOMPARE(LessModel::watchedFoldersAtOrBeneath(folder.replace(u'@', root), resolved(watched)), resolved(beneath));
     }
 

@@ -60,7 +60,7 @@ private Q_SLOTS:
     void read();
     void write_data();
     void write();
-    void depthAndFacade();
+    void facade();
     void decimalConversions();
 };
 
@@ -226,23 +226,10 @@ void TestSBJson::write()
     QVERIFY(writer.errorTrace().isEmpty());
 }
 
-void TestSBJson::depthAndFacade()
+void TestSBJson::facade()
 {
     SBJsonParser parser;
-    parser.setMaxDepth(0);
-    QVERIFY(parser.objectWithString(nested(513, "[", "", "]")).isValid());
-    SBJsonWriter writer;
-    writer.setMaxDepth(0);
-    QVERIFY(writer.stringWithObject(nestedLists(513)));
-
     SBJSON json;
-    json.setMaxDepth(3);
-    QVERIFY(json.objectWithString("[[],[],[[]]]").isValid());
-    QVERIFY(!json.objectWithString(nested(4, R"({"a":)", "1", "}")).isValid());
-    QCOMPARE(json.errorTrace().constFirst().code(), 7);
-    QVERIFY(!json.stringWithObject(nestedLists(4)));
-    QCOMPARE(json.errorTrace().constFirst().code(), 7);
-
     SBJsonError error;
     QVERIFY(!json.objectWithString("42", false, &error).isValid());
     QVERIFY(!parser.objectWithString("42").isValid());

@@ -1,21 +1,15 @@
+#include "FeedServer.h"
 #include "services/UpdatesHelper.h"
 #include "support/UserDefaults.h"
 #include "support/UserDefaultsKeys.h"
 
 #include <QRegularExpression>
-#include <QTcpServer>
-#include <QTcpSocket>
 #include <QTest>
 #include <QThread>
 
 #include <memory>
 
 using namespace std::chrono_literals;
-
-static QByteArray httpResponse(const QByteArray &status, const QByteArray &body)
-{
-    return "HTTP/1.1 " + status + "\r\nContent-Length: " + QByteArray::number(body.size()) + "\r\n\r\n" + body;
-}
 
 class TestUpdatesHelper : public QObject
 {
@@ -43,20 +37,11 @@ private Q_SLOTS:
         QFETCH(QByteArray, response);
         QFETCH(QString, errorType);
 
-        QTcpServer server;
-        QVERIFY(server.listen(QHostAddress::LocalHost));
-        const QUrl url(QString("http://127.0.0.1:%1/cascader/appcasts/updates.php").arg(server.serverPort()));
+        FeedServer server;
+        server.response = response;
+        const QUrl url = server.url();
         if (response.isNull())
             server.close();
-        connect(&server, &QTcpServer::newConnection, this, [&] {
-            QTcpSocket *socket = server.nextPendingConnection();
-            connect(socket, &QTcpSocket::readyRead, socket, [socket, response] {
-                if (!response.isEmpty() && socket->readAll().endsWith("\r\n\r\n")) {
-                    socket->write(response);
-                    socket->disconnectFromHost();
-                }
-            });
-        });
 
         QTest::failOnWarning(QRegularExpression(".*"));
         if (errorType == "urlNotFoundOrDataMalformed")

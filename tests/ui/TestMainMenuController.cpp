@@ -1,4 +1,5 @@
 #include "app/AppTestSupport.h"
+#include "services/FeedServer.h"
 #include "app/LessClientAppDelegate.h"
 #include "support/BundleInfo.h"
 #include "support/UserDefaults.h"
@@ -12,14 +13,11 @@
 #include <QAbstractButton>
 #include <QApplication>
 #include <QComboBox>
-#include <QElapsedTimer>
 #include <QLabel>
 #include <QLineEdit>
 #include <QMessageBox>
 #include <QSignalSpy>
 #include <QSlider>
-#include <QTcpServer>
-#include <QTcpSocket>
 
 using AppTestSupport::Timeout;
 
@@ -40,29 +38,6 @@ QMessageBox *openMessageBox()
 }
 
 } // namespace
-
-// The update feed on 127.0.0.1: every request gets the same answer.
-struct FeedServer : QTcpServer {
-    FeedServer()
-    {
-        connect(this, &QTcpServer::newConnection, this, [this] {
-            QTcpSocket *socket = nextPendingConnection();
-            connect(socket, &QTcpSocket::disconnected, socket, &QObject::deleteLater);
-            connect(socket, &QTcpSocket::readyRead, socket, [this, socket] {
-                if (!socket->peek(socket->bytesAvailable()).contains("\r\n\r\n"))
-                    return;
-                requestTimes << clock.elapsed();
-                socket->write("HTTP/1.1 200 OK\r\nContent-Type: application/json\r\nContent-Length: "
-                              + QByteArray::number(body.size()) + "\r\nConnection: close\r\n\r\n" + body);
-                socket->disconnectFromHost();
-            });
-        });
-        listen(QHostAddress::LocalHost);
-    }
-    QByteArray body;
-    QList<qint64> requestTimes;
-    QElapsedTimer clock;
-};
 
 class TestMainMenuController : public QObject
 {
@@ -90,9 +65,7 @@ private Q_SLOTS:
     void init()
     {
         m_server = std::make_unique<FeedServer>();
-        UserDefaults::standardUserDefaults()->setObject(
-            QStringLiteral("http://127.0.0.1:%1/cascader/appcasts/updates.php").arg(m_server->serverPort()),
-            UserDefaultsKeys::UpdateFeedURL);
+        UserDefaults::standardUserDefaults()->setObject(m_server->url().toString(), UserDefaultsKeys::UpdateFeedURL);
     }
 
     void cleanup()
@@ -143,7 +116,7 @@ private Q_SLOTS:
         QFETCH(QByteArray, body);
         QFETCH(bool, atStartup);
         QFETCH(QStringList, shown);
-        m_server->body = body;
+        m_server->response = httpResponse("200 OK", body);
         start();
         QSignalSpy spinner(controller(), &MainAppController::spinnerStarted);
         atStartup ? menu()->checkForApplicationUpdatesAtStartup() : menu()->checkForApplicationUpdates();
@@ -177,7 +150,7 @@ private Q_SLOTS:
     void startupCheck()
     {
         QFETCH(bool, checkByHand);
-        m_server->body = feed("1.1", "500");
+        m_server->response = httpResponse("200 OK", feed("1.1", "500"));
         start(true);
         if (checkByHand) {
             menu()->checkForApplicationUpdates();

@@ -2,9 +2,7 @@
 
 #include "app/MainAppController.h"
 #include "ui/CompilerArrayController.h"
-#include "ui/RoundRect.h"
 #include "ui/WindowCommands.h"
-#include "ui/ZRMIconAndBadgeTableCell.h"
 #include "ui/ZRMDragOverlayView.h"
 #include "ui/ZRMDragOverlayWindow.h"
 #include "ui/ZRMProgressSpinner.h"
@@ -20,7 +18,6 @@
 #include <QLabel>
 #include <QMessageBox>
 #include <QMimeData>
-#include <QPainterPath>
 #include <QPropertyAnimation>
 #include <QSignalSpy>
 #include <QSplitter>
@@ -421,58 +418,6 @@ private Q_SLOTS:
         QCOMPARE(second->state(), QAbstractAnimation::Running);
         QCOMPARE(second->currentTime(), reversedTime);
         QVERIFY(overlay->isVisible());
-    }
-
-    void badgeFitsItsCount_data()
-    {
-        QTest::addColumn<QString>("count");
-        QTest::addColumn<bool>("shown");
-        QTest::addColumn<bool>("narrow");
-        QTest::newRow("none") << "0" << false << true;
-        QTest::newRow("one digit") << "7" << true << true;
-        QTest::newRow("four digits") << "1234" << true << false;
-    }
-
-    void badgeFitsItsCount()
-    {
-        QFETCH(QString, count);
-        QFETCH(bool, shown);
-        QFETCH(bool, narrow);
-        const QRectF cell(0, 30, 200, 24);
-        const auto layout = ZRMIconAndBadgeTableCell::layoutFor(cell, count);
-        QCOMPARE(layout.showsBadge, shown);
-        QCOMPARE(layout.badge.right(), cell.right() - 5);
-        QCOMPARE(layout.badge.width() == 20, narrow);
-        QVERIFY(layout.title.right() < layout.badge.left());
-    }
-
-    void roundedRectKeepsItsCornersApart_data()
-    {
-        QTest::addColumn<QRectF>("rect");
-        QTest::addColumn<qreal>("radius");
-        QTest::addColumn<qreal>("usedRadius");
-        QTest::newRow("radius beyond half the height") << QRectF(0, 0, 10, 4) << 8.0 << 2.0;
-        QTest::newRow("radius that fits") << QRectF(5, 5, 40, 20) << 3.0 << 3.0;
-        QTest::newRow("no radius") << QRectF(0, 0, 10, 4) << 0.0 << 0.0;
-        QTest::newRow("empty rectangle") << QRectF(0, 0, 0, 4) << 3.0 << 0.0;
-    }
-
-    void roundedRectKeepsItsCornersApart()
-    {
-        QFETCH(QRectF, rect);
-        QFETCH(qreal, radius);
-        QFETCH(qreal, usedRadius);
-        const QPainterPath path = RoundRect::roundedRect(rect, radius);
-        QCOMPARE(path.isEmpty(), rect.isEmpty());
-        if (rect.isEmpty())
-            return;
-        QPainterPath expected;
-        expected.addRoundedRect(rect, usedRadius, usedRadius);
-        QCOMPARE(path.boundingRect(), rect);
-        for (qreal x = rect.left() + 0.25; x < rect.right(); x += 0.5) {
-            for (qreal y = rect.top() + 0.25; y < rect.bottom(); y += 0.5)
-                QCOMPARE(path.contains(QPointF(x, y)), expected.contains(QPointF(x, y)));
-        }
     }
 };
 

@@ -5,6 +5,7 @@
 #include "app/LiveReload.h"
 #include "app/MainAppController.h"
 #include "engine/ZRMLessCompiler.h"
+#include "services/LiveReloadPage.h"
 #include "support/NotificationCenter.h"
 #include "support/UserDefaults.h"
 #include "support/UserDefaultsKeys.h"
@@ -29,7 +30,6 @@
 #include <QPropertyAnimation>
 #include <QStyleFactory>
 #include <QTest>
-#include <QWebSocket>
 
 #include <cstdio>
 
@@ -236,13 +236,7 @@ int main(int argc, char *argv[])
     defaults->setInteger(0, UserDefaultsKeys::LiveReloadPort);
     defaults->setBool(false, UserDefaultsKeys::LiveReloadOnAllAddresses);
     controller.liveReload()->start(true);
-    QWebSocket pages[2];
-    for (QWebSocket &page : pages) {
-        QObject::connect(&page, &QWebSocket::connected, &page, [&page] {
-            page.sendTextMessage(R"({"command":"hello","protocols":["http://livereload.com/protocols/official-7"]})");
-        });
-        page.open(QUrl(QStringLiteral("ws://127.0.0.1:%1/livereload").arg(controller.liveReload()->port())));
-    }
+    const LiveReloadPage first(controller.liveReload()->port()), second(controller.liveReload()->port());
     saved &= QTest::qWaitFor([&] { return controller.liveReload()->pageCount() == 2; });
     saved &= save(window, folder, "main-window-live-reload.png");
     return saved ? 0 : 1;
