@@ -22,6 +22,7 @@ const path = require('path');
 const url = require('url');
 const util = require('util');
 const { StringDecoder } = require('string_decoder');
+const SourceMapping = require('./source-mapping');
 
 // Standard output carries the protocol alone, whatever less, a plugin or an
 // @plugin script prints.
@@ -100,21 +101,23 @@ async function loadCompiler(moduleId, defaultOptionsId) {
   });
   // less 3 builds it as CommonJS with the function as its own default.
   const defaultOptions = typeof defaults.default === 'function' ? defaults.default : defaults.default.default;
+  recordSourceMaps(compiler);
   return { less: compiler, fs: compiler.fs || fs, defaultOptions };
 }
 
-// less finds a source position's line and column by splitting the whole file
-// up to it, for every piece of CSS it writes: a source map of a large file
-// costs time that grows with the square of its length. This finds them in an
-// index of line starts, made once per file, and maps exactly the same.
-function findPositionsByLineIndex(compiler) {
+// less's source maps, recorded as plain numbers (see SourceMapping) rather
+// than through a generator, and with each source position found in an index
+// of line starts: less splits the whole file up to it for every piece of CSS
+// it writes, which costs time that grows with the square of a file's length.
+// The compile that asked for a map finds it in recordedMapping.
+let recordedMapping = null;
+
+function recordSourceMaps(compiler) {
   const output = compiler.SourceMapOutput && compiler.SourceMapOutput.prototype;
   if (!output || typeof output.add !== 'function') {
     return;
   }
-  // One output a compile: the index lives as long as it.
   const lineStartsOf = (output, text) => {
-    output.lineStarts = output.lineStarts || new Map();
     let starts = output.lineStarts.get(text);
     if (!starts) {
       starts = [0];
@@ -141,11 +144,34 @@ function findPositionsByLineIndex(compiler) {
     }
     return { line: low + 1, column: end - starts[low] };
   };
+  // One output a compile: what it keeps lives as long as it.
+  const startRecording = (output) => {
+    output.mapping = new SourceMapping();
+    output.lineStarts = new Map();
+    output.sourceNames = new Map();
+    recordedMapping = output.mapping;
+  };
+  const sourceName = (output, filename) => {
+    let name = output.sourceNames.get(filename);
+    if (name === undefined) {
+      name = output.normalizeFilename(filename);
+      output.sourceNames.set(filename, name);
+    }
+    return name;
+  };
   output.add = function add(chunk, fileInfo, index, mapLines) {
     if (!chunk) {
       return;
     }
-    let original = null;
+    if (!this.mapping) {
+      startRecording(this);
+    }
+    let breaks = 0;
+    let lastBreak = -1;
+    for (let at = chunk.indexOf('\n'); at !== -1; at = chunk.indexOf('\n', at + 1)) {
+      breaks++;
+      lastBreak = at;
+    }
     if (fileInfo && fileInfo.filename) {
       let inputSource = this._contentsMap[fileInfo.filename];
       const ignored = this._contentsIgnoredCharsMap[fileInfo.filename];
@@ -153,30 +179,21 @@ function findPositionsByLineIndex(compiler) {
         index = Math.max(index - ignored, 0);
         inputSource = inputSource.slice(ignored);
       }
-      if (inputSource === undefined) {
-        this._css.push(chunk);
-        return;
-      }
-      original = positionAt(this, inputSource, index);
-    }
-    const lines = chunk.split('\n');
-    if (original) {
-      const source = this.normalizeFilename(fileInfo.filename);
-      const mapped = mapLines ? lines.length : 1;
-      for (let i = 0; i < mapped; i++) {
-        this._sourceMapGenerator.addMapping({
-          generated: { line: this._lineNumber + i + 1, column: i === 0 ? this._column : 0 },
-          original: { line: original.line + i, column: i === 0 ? original.column : 0 },
-          source,
-        });
+      if (inputSource !== undefined) {
+        const original = positionAt(this, inputSource, index);
+        const source = sourceName(this, fileInfo.filename);
+        const mapped = mapLines ? breaks + 1 : 1;
+        for (let i = 0; i < mapped; i++) {
+          this.mapping.add(this._lineNumber + i + 1, i === 0 ? this._column : 0,
+            source, original.line + i, i === 0 ? original.column : 0);
+        }
       }
     }
-    const last = lines[lines.length - 1];
-    if (lines.length === 1) {
-      this._column += last.length;
+    if (breaks === 0) {
+      this._column += chunk.length;
     } else {
-      this._lineNumber += lines.length - 1;
-      this._column = last.length;
+      this._lineNumber += breaks;
+      this._column = chunk.length - lastBreak - 1;
     }
     this._css.push(chunk);
   };
@@ -184,7 +201,6 @@ function findPositionsByLineIndex(compiler) {
 
 async function load() {
   bundled = await loadCompiler('less', 'less/lib/less/default-options.js');
-  findPositionsByLineIndex(bundled.less);
   less = bundled.less;
   lessFs = bundled.fs;
 }
@@ -380,6 +396,7 @@ function failedToImport(err) {
 // One render with the given options: its CSS, or the error it printed.
 async function render(compiler, data, options) {
   let imports = null;
+  recordedMapping = null;
   try {
     const rendering = compiler.less.render(data, options);
     // Set while render starts its parse, before anything else can compile.
@@ -447,9 +464,11 @@ async function compile(request, input, output) {
   if (plain) {
     return { ok: await writeOutput(output, rendered.result.css), files };
   }
+  // Nothing recorded where less wrote no CSS.
+  const mapping = request.sourceMap ? recordedMapping || new SourceMapping() : null;
   let finished;
   try {
-    finished = await finish(request, input, output, rendered.result);
+    finished = await finish(request, input, output, rendered.result.css, mapping);
   } catch (e) {
     console.error(`lessc: ${e.message}`);
     return { ok: false, files };
@@ -460,23 +479,28 @@ async function compile(request, input, output) {
 }
 
 // Prefixes, compression and the map's final form, each step carrying the map on.
-async function finish(request, input, output, { css, map }) {
-  let result = { css, map: map || null };
+async function finish(request, input, output, lessCss, mapping) {
+  let result = { css: lessCss, mapping };
   if (request.autoprefix) {
     result = await prefix(result, input, output);
   }
+  const mapFolder = path.dirname(output);
+  const mapName = `${path.basename(output)}.map`;
+  let { css } = result;
+  let mapText = result.mapping ? result.mapping.toJSON(path.basename(output), mapFolder) : null;
   if (request.compress) {
-    result = YuiCompressPlugin.minify(result.css, result.map && relativeSourceMap(result.map, path.dirname(output)));
+    const minified = YuiCompressPlugin.minify(css, mapText);
+    css = minified.css;
+    mapText = minified.map && relativeSourceMap(minified.map, mapFolder);
   }
   if (!request.sourceMap) {
-    return { css: result.css, map: null };
+    return { css, map: null };
   }
-  const mapText = relativeSourceMap(result.map, path.dirname(output));
   if (request.sourceMap === 'inline') {
     const encoded = Buffer.from(mapText).toString('base64');
-    return { css: `${result.css}\n/*# sourceMappingURL=data:application/json;base64,${encoded} */`, map: null };
+    return { css: `${css}\n/*# sourceMappingURL=data:application/json;base64,${encoded} */`, map: null };
   }
-  return { css: `${result.css}\n/*# sourceMappingURL=${path.basename(output)}.map */`, map: mapText };
+  return { css: `${css}\n/*# sourceMappingURL=${mapName} */`, map: mapText };
 }
 
 const YuiCompressPlugin = require('less-plugin-yui-compress');
@@ -507,19 +531,59 @@ function browserslistFilesChanged(input) {
 // The browsers come from the project's own .browserslistrc or package.json;
 // browserslist keeps what it read, so it forgets it when one of them changed
 // (forgetting every time would double the cost of prefixing).
-async function prefix({ css, map }, input, output) {
+async function prefix({ css, mapping }, input, output) {
   if (autoprefixer === null) {
     autoprefixer = { postcss: require('postcss'), plugin: require('autoprefixer')(), browserslist: require('browserslist') };
   }
   if (browserslistFilesChanged(input)) {
     autoprefixer.browserslist.clearCaches();
   }
-  const mapOptions = map ? { prev: map, inline: false, annotation: false, sourcesContent: false } : false;
-  const result = await autoprefixer.postcss([autoprefixer.plugin]).process(css, { from: input, to: output, map: mapOptions });
+  const options = { from: input, to: output, map: false };
+  const prefixedMapping = mapping && new SourceMapping();
+  if (mapping) {
+    options.stringifier = (root, builder) => stringifyMapped(root, builder, mapping, prefixedMapping);
+  }
+  const result = await autoprefixer.postcss([autoprefixer.plugin]).process(css, options);
   for (const warning of result.warnings()) {
     console.warn(warning.toString());
   }
-  return { css: result.css, map: result.map ? result.map.toString() : null };
+  return { css: result.css, mapping: prefixedMapping };
+}
+
+// postcss's own printing, mapping each node's start and end as postcss's
+// maps do, but straight to where less's map says that place came from:
+// cheaper than a map of less's CSS applied to less's map.
+function stringifyMapped(root, builder, lessMapping, mapping) {
+  let line = 1;
+  let column = 1;
+  const map = (position, generatedColumn) => {
+    const at = lessMapping.find(position.line, position.column - 1);
+    if (at !== -1) {
+      mapping.addFrom(lessMapping, at, line, generatedColumn);
+    }
+  };
+  autoprefixer.postcss.stringify(root, (text, node, type) => {
+    builder(text);
+    if (node && type !== 'end' && node.source && node.source.start) {
+      map(node.source.start, column - 1);
+    }
+    const lastBreak = text.lastIndexOf('\n');
+    if (lastBreak === -1) {
+      column += text.length;
+    } else {
+      for (let at = text.indexOf('\n'); at !== -1; at = text.indexOf('\n', at + 1)) {
+        line++;
+      }
+      column = text.length - lastBreak;
+    }
+    if (node && type !== 'start' && node.source && node.source.end) {
+      const parent = node.parent || { raws: {} };
+      const childless = node.type === 'decl' || (node.type === 'atrule' && !node.nodes);
+      if (!childless || node !== parent.last || parent.raws.semicolon) {
+        map(node.source.end, column - 2);
+      }
+    }
+  });
 }
 
 // Every source as a path relative to the map, so that a browser finds the

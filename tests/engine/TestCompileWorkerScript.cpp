@@ -238,7 +238,7 @@ private Q_SLOTS:
 
     // Prefixes and compression move the CSS about after less; the map still
     // leads from a rule of either file, and from a declaration below inserted
-    // prefixes, to its LESS line.
+    // prefixes, to its LESS line, and names each LESS file once, and nothing else.
     void sourceMapsLeadToTheLess()
     {
         QFETCH(QString, sourceMap);
@@ -262,6 +262,9 @@ private Q_SLOTS:
             const QJsonObject found = QJsonDocument::fromJson(resolve.readAllStandardOutput()).object();
             const QString source = QDir::cleanPath(path("css/") + found.value("source").toString());
             QCOMPARE(source + ':' + QString::number(found.value("line").toInt()), path(origin));
+            QStringList sources = found.value("sources").toVariant().toStringList();
+            sources.sort();
+            QCOMPARE(sources, QStringList({"../less/_vars.less", "../less/main.less"}));
         }
     }
 

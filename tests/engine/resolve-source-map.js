@@ -2,8 +2,8 @@
 // Where a piece of generated CSS comes from, as a browser's developer tools
 // would find it through the CSS's sourceMappingURL:
 //   node resolve-source-map.js SOURCE_MAP_PACKAGE CSS_FILE TEXT
-// prints {"source":…,"line":…} for the first TEXT in the CSS, the source as
-// the map names it.
+// prints {"source":…,"line":…,"sources":[…]} for the first TEXT in the CSS,
+// the sources as the map names them.
 const fs = require('fs');
 const path = require('path');
 
@@ -22,6 +22,7 @@ const map = inline
   ? Buffer.from(inline[1], 'base64').toString()
   : fs.readFileSync(path.resolve(path.dirname(cssFile), annotation[1]), 'utf8');
 const lines = css.slice(0, at).split('\n');
-const { source, line } = new SourceMapConsumer(JSON.parse(map))
+const parsed = JSON.parse(map);
+const { source, line } = new SourceMapConsumer(parsed)
   .originalPositionFor({ line: lines.length, column: lines[lines.length - 1].length });
-process.stdout.write(JSON.stringify({ source, line }));
+process.stdout.write(JSON.stringify({ source, line, sources: parsed.sources }));
