@@ -317,6 +317,8 @@ function resolveTarget(file) {
 
 const ownUid = process.getuid();
 const ownGid = process.getgid();
+// What a new file's mode is; most CSS files keep it, and need no chmod.
+const newFileMode = 0o666 & ~process.umask();
 let tempCounter = 0;
 
 // Replaces the CSS in one step, so that a reader sees the old file or the new
@@ -349,7 +351,9 @@ function replaceFile(output, css) {
           // Only root gives files away, and others only to their own groups.
         }
       }
-      fs.chmodSync(temp, existing.mode & 0o7777);
+      if ((existing.mode & 0o7777) !== newFileMode) {
+        fs.chmodSync(temp, existing.mode & 0o7777);
+      }
     }
     fs.renameSync(temp, target);
     return true;
