@@ -375,6 +375,25 @@ private Q_SLOTS:
         QCOMPARE(worker.process.exitCode(), 0);
         QVERIFY(QFile::exists(path("out6.css")));
     }
+
+    // A fresh worker compiles a sample of its own while nothing is asked of
+    // it; a request that comes meanwhile is served as any other, and the
+    // sample neither prints nor writes anything.
+    void servesWhileItWarmsUp()
+    {
+        Worker worker;
+        QVERIFY(worker.next().value("ready").toBool());
+        write(path("in.less"), ".a { b: c; }\n");
+        QTest::qWait(300); // the sample's rounds start after 200 ms
+        const QJsonObject answer = worker.compile(path("in.less"), path("out.css"), false);
+        QCOMPARE(answer.value("ok"), QJsonValue(true));
+        QCOMPARE(answer.value("files").toVariant().toStringList(), QStringList{path("in.less")});
+        QCOMPARE(contentOf(path("out.css")), QByteArray(".a {\n  b: c;\n}\n"));
+        worker.process.closeWriteChannel();
+        QVERIFY(worker.process.waitForFinished(Timeout));
+        QCOMPARE(worker.process.readAllStandardError(), QByteArray());
+        QCOMPARE(QDir(m_row->path()).entryList(QDir::Files | QDir::Hidden), QStringList({"in.less", "out.css"}));
+    }
 };
 
 QTEST_GUILESS_MAIN(TestCompileWorkerScript)
