@@ -305,7 +305,7 @@ function resolveTarget(file) {
     try {
       status = fs.lstatSync(file, { throwIfNoEntry: false }) || null;
     } catch (e) {
-      // Unreachable: the write says why.
+      // A folder on the way that is a file, or cannot be entered: the write says so.
     }
     if (!status || !status.isSymbolicLink()) {
       return { target: file, existing: status };
