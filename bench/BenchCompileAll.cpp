@@ -1,7 +1,8 @@
 // Compile All of Bootstrap's less/ folder in a running Cascader, whose
-// workers started with it and have compiled nothing yet, and through the real
-// cascader --compile-all, from its start to its exit; both against one fresh
-// Node process that loads less and compiles the same files one after another.
+// workers started with it and have compiled none of the user's files yet,
+// and through the real cascader --compile-all, from its start to its exit;
+// both against one fresh Node process that loads less and compiles the same
+// files one after another.
 #include "BenchCompile.h"
 #include "model/LessModel.h"
 
@@ -11,7 +12,7 @@ namespace {
 
 constexpr int Rounds = 5;
 constexpr double TargetRatio = 0.8;
-// Long enough for the workers to have loaded less.
+// Long enough for the workers to have loaded less and warmed up on their sample.
 constexpr int WorkersStartMs = 2000;
 
 } // namespace
