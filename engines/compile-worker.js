@@ -112,6 +112,17 @@ async function loadCompiler(moduleId, defaultOptionsId) {
 // The compile that asked for a map finds it in recordedMapping.
 let recordedMapping = null;
 
+// How many line breaks text holds, and where the last one is (-1 for none).
+function lineBreaks(text) {
+  let count = 0;
+  let last = -1;
+  for (let at = text.indexOf('\n'); at !== -1; at = text.indexOf('\n', at + 1)) {
+    count++;
+    last = at;
+  }
+  return { count, last };
+}
+
 function recordSourceMaps(compiler) {
   const output = compiler.SourceMapOutput && compiler.SourceMapOutput.prototype;
   if (!output || typeof output.add !== 'function') {
@@ -166,12 +177,7 @@ function recordSourceMaps(compiler) {
     if (!this.mapping) {
       startRecording(this);
     }
-    let breaks = 0;
-    let lastBreak = -1;
-    for (let at = chunk.indexOf('\n'); at !== -1; at = chunk.indexOf('\n', at + 1)) {
-      breaks++;
-      lastBreak = at;
-    }
+    const breaks = lineBreaks(chunk);
     if (fileInfo && fileInfo.filename) {
       let inputSource = this._contentsMap[fileInfo.filename];
       const ignored = this._contentsIgnoredCharsMap[fileInfo.filename];
@@ -182,18 +188,18 @@ function recordSourceMaps(compiler) {
       if (inputSource !== undefined) {
         const original = positionAt(this, inputSource, index);
         const source = sourceName(this, fileInfo.filename);
-        const mapped = mapLines ? breaks + 1 : 1;
+        const mapped = mapLines ? breaks.count + 1 : 1;
         for (let i = 0; i < mapped; i++) {
           this.mapping.add(this._lineNumber + i + 1, i === 0 ? this._column : 0,
             source, original.line + i, i === 0 ? original.column : 0);
         }
       }
     }
-    if (breaks === 0) {
+    if (breaks.count === 0) {
       this._column += chunk.length;
     } else {
-      this._lineNumber += breaks;
-      this._column = chunk.length - lastBreak - 1;
+      this._lineNumber += breaks.count;
+      this._column = chunk.length - breaks.last - 1;
     }
     this._css.push(chunk);
   };
@@ -571,14 +577,12 @@ function stringifyMapped(root, builder, lessMapping, mapping) {
     if (node && type !== 'end' && node.source && node.source.start) {
       map(node.source.start, column - 1);
     }
-    const lastBreak = text.lastIndexOf('\n');
-    if (lastBreak === -1) {
+    const breaks = lineBreaks(text);
+    if (breaks.count === 0) {
       column += text.length;
     } else {
-      for (let at = text.indexOf('\n'); at !== -1; at = text.indexOf('\n', at + 1)) {
-        line++;
-      }
-      column = text.length - lastBreak;
+      line += breaks.count;
+      column = text.length - breaks.last;
     }
     if (node && type !== 'start' && node.source && node.source.end) {
       const parent = node.parent || { raws: {} };
